@@ -1,0 +1,76 @@
+#pragma once
+
+#include "conversion/conversionoptions.h"
+#include "conversion/converterinfo.h"
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QObject>
+#include <QProcess>
+#include <QStringList>
+#include <QTimer>
+
+// Runs one converter over a list of files, one child process at a time, and reports
+// every step as a signal. Owns no user interface.
+class ConversionController final : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ConversionController)
+
+public:
+    explicit ConversionController(QObject *parent = nullptr);
+    ~ConversionController() override;
+
+    void setConverter(const ConverterInfo &info);
+    const ConverterInfo &converterInfo() const { return converter; }
+
+    void start(const QStringList &files, const ConversionOptions &options, const QString &outputDir);
+    void stop();
+    void skipCurrent();
+    void removeFromQueue(const QString &filePath);
+    // Makes filePath the very next file to run: moved to the front if it is still
+    // queued, otherwise added at the front (and counted in totalFiles).
+    void convertNext(const QString &filePath);
+    bool isRunning() const { return running; }
+
+    // Milliseconds since the current (or last) run started.
+    qint64 elapsedMs() const;
+
+    // The converter executable: kavantolibs/ beside the program, else beside the program.
+    static QString resolveExecutable(const ConverterInfo &info);
+
+Q_SIGNALS:
+    void fileStarted(int index, int total, const QString &filename);
+    void fileFinished(int index, int exitCode, const QString &filename);
+    void progressUpdated(int overallPercent, int filePercent);
+    void logOutput(const QString &text);
+    void allDone(int successCount, int failCount, int skipCount);
+    void errorOccurred(int exitCode, const QString &filename);
+    void stageChanged(const QString &stageName);
+
+public Q_SLOTS:
+    void onProcessFinished(int exitCode, QProcess::ExitStatus status);
+    void onProcessOutput();
+    void onLogFlush();
+
+private:
+    void startNextFile();
+    void killProcess();
+
+    ConverterInfo converter;
+    QProcess *process = nullptr;
+    QList<ConversionOptions> queue;
+    int currentIndex = 0;
+    int totalFiles = 0;
+    int successCount = 0;
+    int failCount = 0;
+    int skipCount = 0;
+    bool running = false;
+    bool skipping = false;
+    QString outputDir;
+    QString currentFile;
+    QTimer flushTimer;
+    QStringList logBuffer;
+    QElapsedTimer runTimer;
+    ConversionOptions runOptions;
+};

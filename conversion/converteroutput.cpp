@@ -1,0 +1,69 @@
+#include "conversion/converteroutput.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+ConverterLine interpretConverterLine(const QString &line)
+{
+    static const QRegularExpression progressPattern(u"Progress:\\s*(\\d+\\.?\\d*)%"_s);
+    static const QRegularExpression stagePattern(u"\\[Stage\\]\\s*(.*)"_s);
+    static const QRegularExpression startedPattern(u"^-+\\s*Started\\s+(.*?)\\s*\\.{0,3}\\s*$"_s);
+
+    ConverterLine result;
+    // Most lines are plain log text: a substring test rules each pattern out before the
+    // regular expression runs, without changing which lines match.
+    if (line.contains(u"Progress:")) {
+        const auto m = progressPattern.match(line);
+        if (m.hasMatch()) {
+            result.hasProgress = true;
+            // std::round rounds half away from zero, as the converters' own figures do.
+            result.filePercent = static_cast<int>(std::round(m.captured(1).toDouble()));
+        }
+    }
+    if (line.contains(u"[Stage]")) {
+        const auto m = stagePattern.match(line);
+        if (m.hasMatch()) {
+            result.hasStage = true;
+            result.stage = m.captured(1).trimmed();
+        }
+    }
+    if (line.startsWith(u'-') && line.contains(u"Started")) {
+        const auto m = startedPattern.match(line);
+        if (m.hasMatch()) {
+            result.hasStarted = true;
+            result.started = m.captured(1).trimmed();
+        }
+    }
+    return result;
+}
+
+QString exitCodeMessage(int exitCode)
+{
+    const char *text = nullptr;
+    switch (exitCode) {
+    case 0: text = QT_TRANSLATE_NOOP("ConverterOutput", "Conversion completed successfully."); break;
+    case 1: text = QT_TRANSLATE_NOOP("ConverterOutput", "Input file not found."); break;
+    case 2: text = QT_TRANSLATE_NOOP("ConverterOutput", "File version is not supported by this converter."); break;
+    case 3: text = QT_TRANSLATE_NOOP("ConverterOutput", "Invalid arguments passed to converter."); break;
+    case 4: text = QT_TRANSLATE_NOOP("ConverterOutput", "Version restriction: this file requires a newer converter."); break;
+    case 5: text = QT_TRANSLATE_NOOP("ConverterOutput", "No categories specified for custom export mode."); break;
+    case 6: text = QT_TRANSLATE_NOOP("ConverterOutput", "Alert executable not found (Windows community edition)."); break;
+    case 7: text = QT_TRANSLATE_NOOP("ConverterOutput", "Date check failed."); break;
+    case 8: text = QT_TRANSLATE_NOOP("ConverterOutput", "No arguments provided to converter."); break;
+    case 9: text = QT_TRANSLATE_NOOP("ConverterOutput", "File appears to be corrupted or unreadable."); break;
+    case 10: text = QT_TRANSLATE_NOOP("ConverterOutput", "Failed to create 3D view for geometry export."); break;
+    case 11: text = QT_TRANSLATE_NOOP("ConverterOutput", "Output XLSX path is not writable. Check permissions."); break;
+    case 12: text = QT_TRANSLATE_NOOP("ConverterOutput", "Output DAE path is not writable. Check permissions."); break;
+    case 13: text = QT_TRANSLATE_NOOP("ConverterOutput", "IFC model is null."); break;
+    case 14: text = QT_TRANSLATE_NOOP("ConverterOutput", "IFC project not found in file."); break;
+    case 15: text = QT_TRANSLATE_NOOP("ConverterOutput", "Invalid argument passed to converter."); break;
+    case 99: text = QT_TRANSLATE_NOOP("ConverterOutput", "Internal error in converter."); break;
+    default:
+        return QCoreApplication::translate("ConverterOutput", "Converter exited with code %1.").arg(exitCode);
+    }
+    return QCoreApplication::translate("ConverterOutput", text);
+}
