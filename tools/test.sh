@@ -3,7 +3,7 @@
 # the whole test suite in both.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash tools/install-deps.sh
+bash tools/install-deps.sh --tests
 for preset in debug asan; do
     echo "== $preset build"
     cmake --preset "$preset" >/dev/null
