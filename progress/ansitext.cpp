@@ -1,0 +1,141 @@
+#include "progress/ansitext.h"
+
+#include <QRegularExpression>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Walks a line once and reports its text pieces and the SGR commands between them, so
+// the HTML and the run list are always produced from the same reading of the line.
+template <typename Sink> void scanAnsi(const QString &line, Sink &sink)
+{
+    // Most converter lines carry no escape at all; they need no pattern match.
+    if (!line.contains(QChar(0x1b))) {
+        sink.text(QStringView(line));
+        return;
+    }
+    static const QRegularExpression pattern(u"\\x1b\\[([0-9;]*)m"_s);
+    qsizetype pos = 0;
+    auto it = pattern.globalMatch(line);
+    while (it.hasNext()) {
+        const auto match = it.next();
+        if (match.capturedStart() > pos)
+            sink.text(QStringView(line).mid(pos, match.capturedStart() - pos));
+        pos = match.capturedEnd();
+        const QStringView params = match.capturedView(1);
+        if (params.isEmpty() || params == u"0") {
+            sink.reset();
+            continue;
+        }
+        for (const QStringView part : params.tokenize(u';')) {
+            bool ok = false;
+            const int code = part.toInt(&ok, 10);
+            if (!ok)
+                continue;
+            if (code == 0)
+                sink.reset();
+            else if (code == 1)
+                sink.bold();
+            else if (!ansiPaletteColour(code).isEmpty())
+                sink.colour(code);
+        }
+    }
+    sink.text(QStringView(line).mid(pos));
+}
+
+struct HtmlSink
+{
+    QString html;
+    int openSpans = 0;
+
+    void text(QStringView piece)
+    {
+        if (!piece.isEmpty())
+            html += piece.toString().toHtmlEscaped();
+    }
+    void reset()
+    {
+        for (; openSpans > 0; --openSpans)
+            html += u"</span>"_s;
+    }
+    void bold()
+    {
+        html += u"<span style=\"font-weight:bold;\">"_s;
+        ++openSpans;
+    }
+    void colour(int code)
+    {
+        html += u"<span style=\"color:%1;\">"_s.arg(ansiPaletteColour(code));
+        ++openSpans;
+    }
+};
+
+// Spans only ever nest until a reset, so the innermost colour and any open bold span
+// decide what a piece of text looks like.
+struct RunSink
+{
+    QList<AnsiRun> &runs;
+    int colourCode = 0;
+    bool isBold = false;
+    bool nonEmpty = false;
+
+    void text(QStringView piece)
+    {
+        if (piece.isEmpty())
+            return;
+        nonEmpty = true;
+        if (!runs.isEmpty() && runs.last().colourCode == colourCode && runs.last().bold == isBold)
+            runs.last().text += piece;
+        else
+            runs.append(AnsiRun{piece.toString(), colourCode, isBold});
+    }
+    void reset()
+    {
+        colourCode = 0;
+        isBold = false;
+    }
+    void bold()
+    {
+        isBold = true;
+        nonEmpty = true;
+    }
+    void colour(int code)
+    {
+        colourCode = code;
+        nonEmpty = true;
+    }
+};
+
+} // namespace
+
+QString ansiPaletteColour(int sgrCode)
+{
+    static const char *const normal[] = {"#4d4d4d", "#cd3131", "#0dbc79", "#c09600",
+                                         "#2472c8", "#bc3fbc", "#11a8cd", "#e5e5e5"};
+    // Bright white is deliberately the same grey as normal white.
+    static const char *const bright[] = {"#666666", "#f14c4c", "#23d18b", "#d7a700",
+                                         "#3b8eea", "#d670d6", "#29b8db", "#e5e5e5"};
+    const int index = sgrCode - 30;
+    if (index >= 0 && index <= 7)
+        return QLatin1String(normal[index]);
+    if (index >= 60 && index <= 67)
+        return QLatin1String(bright[index - 60]);
+    return {};
+}
+
+QString ansiToHtml(const QString &line)
+{
+    HtmlSink sink;
+    scanAnsi(line, sink);
+    sink.reset();
+    return sink.html;
+}
+
+bool ansiToRuns(const QString &line, QList<AnsiRun> &runs)
+{
+    runs.clear();
+    RunSink sink{runs};
+    scanAnsi(line, sink);
+    return sink.nonEmpty;
+}

@@ -1,0 +1,455 @@
+#include "progress/progresspanel.h"
+
+#include <QEvent>
+#include <QFile>
+#include <QFileDialog>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QIcon>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QStringMatcher>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextStream>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+int countWithMatcher(const QStringMatcher &matcher, QStringView text)
+{
+    const qsizetype length = matcher.pattern().size();
+    int count = 0;
+    for (qsizetype at = matcher.indexIn(text, 0); at >= 0; at = matcher.indexIn(text, at + length))
+        ++count;
+    return count;
+}
+
+// Escape closes the search bar and Shift+Return steps backwards; the line edit claims
+// Escape before any window shortcut sees it.
+class SearchKeyFilter final : public QObject
+{
+public:
+    SearchKeyFilter(QObject *parent, std::function<void()> close, std::function<void()> previous)
+        : QObject(parent)
+        , close(std::move(close))
+        , previous(std::move(previous))
+    {
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::ShortcutOverride) {
+            if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
+                event->accept();
+                return true;
+            }
+        } else if (event->type() == QEvent::KeyPress) {
+            const auto *key = static_cast<QKeyEvent *>(event);
+            if (key->key() == Qt::Key_Escape) {
+                close();
+                return true;
+            }
+            if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) &&
+                key->modifiers().testFlag(Qt::ShiftModifier)) {
+                previous();
+                return true;
+            }
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    std::function<void()> close;
+    std::function<void()> previous;
+};
+
+QToolButton *makeIconButton(const QString &icon, const QString &toolTip, const QString &objectName,
+                            QWidget *parent)
+{
+    auto *button = new QToolButton(parent);
+    button->setObjectName(objectName);
+    button->setIcon(QIcon(icon));
+    button->setToolTip(toolTip);
+    button->setFixedSize(24, 24);
+    button->setAutoRaise(true);
+    return button;
+}
+
+} // namespace
+
+ProgressPanel::ProgressPanel(QWidget *parent)
+    : QWidget(parent)
+{
+    setObjectName(u"progressPanel"_s);
+
+    searchBar = new QWidget(this);
+    searchBar->setObjectName(u"logSearchBar"_s);
+    auto *searchLayout = new QHBoxLayout(searchBar);
+    searchLayout->setContentsMargins(4, 4, 4, 0);
+    searchLayout->setSpacing(4);
+    searchEdit = new QLineEdit(searchBar);
+    searchEdit->setObjectName(u"logSearchEdit"_s);
+    searchEdit->setPlaceholderText(tr("Search in log..."));
+    searchEdit->addAction(QIcon(u":/res/style/icons/search.png"_s), QLineEdit::LeadingPosition);
+    matchLabel = new QLabel(searchBar);
+    matchLabel->setObjectName(u"logMatchCountLabel"_s);
+    matchLabel->setFixedWidth(70);
+    matchLabel->setProperty("textRole", u"secondary"_s);
+    previousButton = makeIconButton(u":/res/style/icons/chevron-up.png"_s, tr("Previous match"),
+                                    u"logPreviousMatchButton"_s, searchBar);
+    nextButton = makeIconButton(u":/res/style/icons/chevron-down.png"_s, tr("Next match"),
+                                u"logNextMatchButton"_s, searchBar);
+    closeSearchButton = makeIconButton(u":/res/style/icons/x.png"_s, tr("Close search"),
+                                       u"logCloseSearchButton"_s, searchBar);
+    searchLayout->addWidget(searchEdit);
+    searchLayout->addWidget(matchLabel);
+    searchLayout->addWidget(previousButton);
+    searchLayout->addWidget(nextButton);
+    searchLayout->addWidget(closeSearchButton);
+    searchBar->hide();
+
+    log = new QPlainTextEdit(this);
+    log->setObjectName(u"logView"_s);
+    log->setReadOnly(true);
+    // Undo history would keep a second copy of every inserted line.
+    log->setUndoRedoEnabled(false);
+    log->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+
+    clearButton = new QPushButton(tr("Clear"), this);
+    clearButton->setObjectName(u"logClearButton"_s);
+    clearButton->setFlat(true);
+    clearButton->setCursor(Qt::PointingHandCursor);
+    clearButton->setToolTip(tr("Clear log (Ctrl+L)"));
+    errorLabel = new QLabel(this);
+    errorLabel->setObjectName(u"logErrorCountLabel"_s);
+    errorLabel->setStyleSheet(u"color: #cd3131; font-weight: bold;"_s);
+    errorLabel->hide();
+    warningLabel = new QLabel(this);
+    warningLabel->setObjectName(u"logWarningCountLabel"_s);
+    warningLabel->setStyleSheet(u"color: #c09600; font-weight: bold;"_s);
+    warningLabel->hide();
+    saveButton = new QPushButton(QIcon(u":/res/style/icons/save.png"_s), tr("Save Log"), this);
+    saveButton->setObjectName(u"logSaveButton"_s);
+    saveButton->setToolTip(tr("Save log to file (Ctrl+S)"));
+
+    auto *toolRow = new QHBoxLayout;
+    toolRow->setContentsMargins(4, 0, 4, 4);
+    toolRow->addWidget(clearButton);
+    toolRow->addWidget(errorLabel);
+    toolRow->addWidget(warningLabel);
+    toolRow->addStretch();
+    toolRow->addWidget(saveButton);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    layout->addWidget(searchBar);
+    layout->addWidget(log, 1);
+    layout->addLayout(toolRow);
+
+    chooseSaveFileName = [](QWidget *dialogParent) {
+        return QFileDialog::getSaveFileName(dialogParent, tr("Save Log"), QString(),
+                                            tr("Text Files (*.txt);;All Files (*)"));
+    };
+    reportSaveFailure = [](QWidget *boxParent, const QString &title, const QString &text) {
+        QMessageBox::warning(boxParent, title, text, QMessageBox::Ok);
+    };
+
+    connect(searchEdit, &QLineEdit::textChanged, this, &ProgressPanel::highlightAllMatches);
+    connect(searchEdit, &QLineEdit::returnPressed, this, &ProgressPanel::findNext);
+    searchEdit->installEventFilter(new SearchKeyFilter(
+        this, [this] { hideSearchBar(); }, [this] { findPrevious(); }));
+    connect(previousButton, &QToolButton::clicked, this, &ProgressPanel::findPrevious);
+    connect(nextButton, &QToolButton::clicked, this, &ProgressPanel::findNext);
+    connect(closeSearchButton, &QToolButton::clicked, this, &ProgressPanel::hideSearchBar);
+    connect(clearButton, &QPushButton::clicked, this, &ProgressPanel::clearLog);
+    connect(saveButton, &QPushButton::clicked, this, &ProgressPanel::saveLogToFile);
+    // Only the matches on screen carry a highlight, so they follow the view.
+    connect(log->verticalScrollBar(), &QScrollBar::valueChanged, this,
+            &ProgressPanel::refreshVisibleHighlights);
+    connect(log->verticalScrollBar(), &QScrollBar::rangeChanged, this,
+            &ProgressPanel::refreshVisibleHighlights);
+}
+
+void ProgressPanel::setSaveFileNameChooser(SaveFileNameChooser chooser)
+{
+    chooseSaveFileName = std::move(chooser);
+}
+
+void ProgressPanel::setSaveFailureReporter(SaveFailureReporter reporter)
+{
+    reportSaveFailure = std::move(reporter);
+}
+
+QString ProgressPanel::plainText() const
+{
+    return log->toPlainText();
+}
+
+QString ProgressPanel::countText(int count, bool errors)
+{
+    const QString plural = count == 1 ? QString() : u"s"_s;
+    return errors ? tr("%1 error%2").arg(count).arg(plural) : tr("%1 warning%2").arg(count).arg(plural);
+}
+
+QString ProgressPanel::matchCountText(int count)
+{
+    if (count == 0)
+        return tr("No matches");
+    return tr("%1 match%2").arg(count).arg(count == 1 ? QString() : u"es"_s);
+}
+
+int ProgressPanel::countMatches(QStringView text, QStringView term)
+{
+    if (term.isEmpty())
+        return 0;
+    return countWithMatcher(QStringMatcher(term, Qt::CaseInsensitive), text);
+}
+
+const QTextCharFormat &ProgressPanel::formatFor(int colourCode, bool bold)
+{
+    const int key = colourCode * 2 + (bold ? 1 : 0);
+    auto it = formats.find(key);
+    if (it == formats.end()) {
+        QTextCharFormat format;
+        if (colourCode != 0)
+            format.setForeground(QColor(ansiPaletteColour(colourCode)));
+        if (bold)
+            format.setFontWeight(QFont::Bold);
+        it = formats.insert(key, format);
+    }
+    return *it;
+}
+
+void ProgressPanel::appendLog(const QString &text)
+{
+    const QStringList parts = text.split(u'\n', Qt::SkipEmptyParts);
+    if (parts.isEmpty())
+        return;
+
+    QTextDocument *document = log->document();
+    bool documentEmpty = document->isEmpty();
+    const int errorsBefore = errorCount;
+    const int warningsBefore = warningCount;
+    const int matchesBefore = matches;
+    const bool searching = !highlightTerm.isEmpty();
+    const QStringMatcher matcher(highlightTerm, Qt::CaseInsensitive);
+
+    QTextCursor cursor(document);
+    cursor.movePosition(QTextCursor::End);
+    cursor.beginEditBlock();
+    // Uncoloured lines, the vast majority, are gathered and inserted in one call.
+    QString pending;
+    bool inserted = false;
+    const QTextCharFormat plainFormat;
+    for (const QString &part : parts) {
+        const QString line = part.trimmed();
+        if (line.isEmpty())
+            continue;
+        if (line.contains(u"[ERROR]", Qt::CaseInsensitive))
+            ++errorCount;
+        else if (line.contains(u"[WARNING]", Qt::CaseInsensitive) ||
+                 line.contains(u"[WARN]", Qt::CaseInsensitive))
+            ++warningCount;
+
+        if (!ansiToRuns(line, runScratch))
+            continue;
+        if (!documentEmpty)
+            pending += u'\n';
+        const bool plainLine =
+            runScratch.isEmpty() ||
+            (runScratch.size() == 1 && runScratch.first().colourCode == 0 && !runScratch.first().bold);
+        if (plainLine) {
+            if (!runScratch.isEmpty())
+                pending += runScratch.first().text;
+        } else {
+            if (!pending.isEmpty()) {
+                cursor.insertText(pending, plainFormat);
+                pending.clear();
+            }
+            for (const AnsiRun &run : std::as_const(runScratch))
+                cursor.insertText(run.text, formatFor(run.colourCode, run.bold));
+        }
+        if (searching) {
+            for (const AnsiRun &run : std::as_const(runScratch))
+                matches += countWithMatcher(matcher, run.text);
+        }
+        documentEmpty = documentEmpty && runScratch.isEmpty();
+        inserted = true;
+    }
+    if (!pending.isEmpty())
+        cursor.insertText(pending, plainFormat);
+    cursor.endEditBlock();
+
+    if (errorCount != errorsBefore || warningCount != warningsBefore)
+        updateCountLabels();
+    if (matches != matchesBefore)
+        matchLabel->setText(matchCountText(matches));
+    if (inserted) {
+        QScrollBar *bar = log->verticalScrollBar();
+        bar->setValue(bar->maximum());
+    }
+}
+
+void ProgressPanel::updateCountLabels()
+{
+    errorLabel->setText(countText(errorCount, true));
+    errorLabel->setVisible(errorCount > 0);
+    warningLabel->setText(countText(warningCount, false));
+    warningLabel->setVisible(warningCount > 0);
+}
+
+void ProgressPanel::clearLog()
+{
+    log->clear();
+    errorCount = 0;
+    warningCount = 0;
+    errorLabel->hide();
+    warningLabel->hide();
+    if (!highlightTerm.isEmpty()) {
+        matches = 0;
+        matchLabel->setText(matchCountText(0));
+    }
+    refreshVisibleHighlights();
+    Q_EMIT logCleared();
+}
+
+void ProgressPanel::showSearchBar()
+{
+    searchBar->show();
+    searchEdit->setFocus(Qt::ShortcutFocusReason);
+    searchEdit->selectAll();
+    if (highlightTerm != searchEdit->text())
+        highlightAllMatches(searchEdit->text());
+}
+
+void ProgressPanel::hideSearchBar()
+{
+    searchBar->hide();
+    // The text stays for the next time the bar opens; the highlights go with the bar.
+    highlightAllMatches(QString());
+    log->setFocus();
+}
+
+void ProgressPanel::searchFor(const QString &text)
+{
+    searchBar->show();
+    if (searchEdit->text() != text)
+        searchEdit->setText(text);
+    else if (highlightTerm != text)
+        highlightAllMatches(text);
+    log->moveCursor(QTextCursor::Start);
+    findNext();
+}
+
+void ProgressPanel::findNext()
+{
+    const QString term = searchEdit->text();
+    if (term.isEmpty())
+        return;
+    if (!log->find(term)) {
+        log->moveCursor(QTextCursor::Start);
+        log->find(term);
+    }
+}
+
+void ProgressPanel::findPrevious()
+{
+    const QString term = searchEdit->text();
+    if (term.isEmpty())
+        return;
+    if (!log->find(term, QTextDocument::FindBackward)) {
+        log->moveCursor(QTextCursor::End);
+        log->find(term, QTextDocument::FindBackward);
+    }
+}
+
+void ProgressPanel::highlightAllMatches(const QString &text)
+{
+    highlightTerm = text;
+    matches = 0;
+    if (text.isEmpty()) {
+        log->setExtraSelections({});
+        matchLabel->clear();
+        return;
+    }
+    // The count covers the whole log; only what is on screen is highlighted (see
+    // refreshVisibleHighlights), which keeps a search of a huge log fast.
+    const QStringMatcher matcher(text, Qt::CaseInsensitive);
+    for (QTextBlock block = log->document()->begin(); block.isValid(); block = block.next())
+        matches += countWithMatcher(matcher, block.text());
+    matchLabel->setText(matchCountText(matches));
+    refreshVisibleHighlights();
+}
+
+void ProgressPanel::refreshVisibleHighlights()
+{
+    if (highlightTerm.isEmpty()) {
+        if (!log->extraSelections().isEmpty())
+            log->setExtraSelections({});
+        return;
+    }
+    const QRect area = log->viewport()->rect();
+    const QTextBlock first = log->cursorForPosition(area.topLeft()).block();
+    const QTextBlock last = log->cursorForPosition(area.bottomRight()).block();
+    const QStringMatcher matcher(highlightTerm, Qt::CaseInsensitive);
+    const qsizetype length = highlightTerm.size();
+
+    QTextCharFormat highlight;
+    highlight.setBackground(QColor(255, 255, 0, 80));
+    QList<QTextEdit::ExtraSelection> selections;
+    for (QTextBlock block = first; block.isValid(); block = block.next()) {
+        const QString blockText = block.text();
+        for (qsizetype at = matcher.indexIn(blockText, 0); at >= 0;
+             at = matcher.indexIn(blockText, at + length)) {
+            QTextCursor cursor(block);
+            cursor.setPosition(block.position() + static_cast<int>(at));
+            cursor.setPosition(block.position() + static_cast<int>(at + length), QTextCursor::KeepAnchor);
+            selections.append({cursor, highlight});
+        }
+        if (block == last)
+            break;
+    }
+    log->setExtraSelections(selections);
+}
+
+void ProgressPanel::saveLogToFile()
+{
+    const QString path = chooseSaveFileName ? chooseSaveFileName(this) : QString();
+    if (path.isEmpty())
+        return;
+    QFile file(path);
+    const auto fail = [&] {
+        reportSaveFailure(this, tr("Save Failed"),
+                          tr("Could not write to file:\n%1\n\n%2").arg(path, file.errorString()));
+    };
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        fail();
+        return;
+    }
+    // Written line by line, so saving a huge log needs no second copy of it in memory.
+    QTextStream out(&file);
+    for (QTextBlock block = log->document()->begin(); block.isValid(); block = block.next()) {
+        if (block != log->document()->begin())
+            out << '\n';
+        out << block.text();
+    }
+    out.flush();
+    if (out.status() != QTextStream::Ok || !file.flush()) {
+        fail();
+        return;
+    }
+    file.close();
+    Q_EMIT logSaved(path);
+}

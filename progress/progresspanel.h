@@ -1,0 +1,86 @@
+#pragma once
+
+#include "progress/ansitext.h"
+
+#include <QHash>
+#include <QTextCharFormat>
+#include <QWidget>
+
+#include <functional>
+
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QPushButton;
+class QToolButton;
+
+// The converters' output as a coloured, searchable, savable log, with counts of the
+// error and warning lines seen since the last clear.
+class ProgressPanel final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ProgressPanel)
+
+public:
+    explicit ProgressPanel(QWidget *parent = nullptr);
+
+    // Seams for the two dialogs of saving, so the save path can run without a person.
+    using SaveFileNameChooser = std::function<QString(QWidget *parent)>;
+    using SaveFailureReporter =
+        std::function<void(QWidget *parent, const QString &title, const QString &text)>;
+    void setSaveFileNameChooser(SaveFileNameChooser chooser);
+    void setSaveFailureReporter(SaveFailureReporter reporter);
+
+    // The match count over the whole log for the current search text.
+    int matchCount() const { return matches; }
+    QString plainText() const;
+    QPlainTextEdit *logView() const { return log; }
+
+    // Pure texts of the labels, shared by the panel and its tests.
+    static QString countText(int count, bool errors);
+    static QString matchCountText(int count);
+    // Non-overlapping, case-insensitive occurrences of term in text, as the editor's find sees them.
+    static int countMatches(QStringView text, QStringView term);
+
+Q_SIGNALS:
+    void logSaved(const QString &path);
+    void logCleared();
+
+public Q_SLOTS:
+    void appendLog(const QString &text);
+    void clearLog();
+    void showSearchBar();
+    void hideSearchBar();
+    void searchFor(const QString &text);
+    void saveLogToFile();
+    void findNext();
+    void findPrevious();
+    void highlightAllMatches(const QString &text);
+
+private:
+    void updateCountLabels();
+    void refreshVisibleHighlights();
+    const QTextCharFormat &formatFor(int colourCode, bool bold);
+
+    QPlainTextEdit *log = nullptr;
+    QLabel *errorLabel = nullptr;
+    QLabel *warningLabel = nullptr;
+    QWidget *searchBar = nullptr;
+    QLineEdit *searchEdit = nullptr;
+    QLabel *matchLabel = nullptr;
+    QToolButton *previousButton = nullptr;
+    QToolButton *nextButton = nullptr;
+    QToolButton *closeSearchButton = nullptr;
+    QPushButton *clearButton = nullptr;
+    QPushButton *saveButton = nullptr;
+    int errorCount = 0;
+    int warningCount = 0;
+
+    // The term whose matches are counted and highlighted; empty when no search is shown.
+    QString highlightTerm;
+    int matches = 0;
+    QHash<int, QTextCharFormat> formats;
+    QList<AnsiRun> runScratch;
+    SaveFileNameChooser chooseSaveFileName;
+    SaveFailureReporter reportSaveFailure;
+};
