@@ -1,0 +1,57 @@
+#pragma once
+
+#include "input/filedialogs.h"
+
+#include <QString>
+#include <QWidget>
+
+class DropOverlay;
+class QCheckBox;
+class QLineEdit;
+class QPushButton;
+class QSettings;
+class QUrl;
+
+// The "Where to save the results of conversion?" group: the output folder, or results
+// beside each project file, and whether to open the folder when the run ends.
+class OutputPanel final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(OutputPanel)
+
+public:
+    explicit OutputPanel(QSettings *settings, QWidget *parent = nullptr);
+
+    // Empty while "Same as project folder" is checked: results then go beside each input file.
+    QString outputDir() const;
+    void setOutputDir(const QString &dir);
+    bool isSameAsProject() const;
+    bool openFolderAfterConversion() const;
+
+    void setFileDialogs(FileDialogs dialogs) { fileDialogs = std::move(dialogs); }
+
+    // The first local folder among the URLs, or an empty string.
+    static QString firstLocalFolder(const QList<QUrl> &urls);
+
+Q_SIGNALS:
+    void outputChanged();
+
+public Q_SLOTS:
+    void onBrowseFolder();
+    void onSameAsProjectToggled(bool checked);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dragLeaveEvent(QDragLeaveEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
+private:
+    QSettings *settings;
+    FileDialogs fileDialogs;
+    QLineEdit *outputEdit;
+    QPushButton *browseButton;
+    QCheckBox *sameAsProjectCheck;
+    QCheckBox *openAfterCheck;
+    QString savedOutputDir;
+    DropOverlay *dropOverlay;
+};
