@@ -1,0 +1,122 @@
+#pragma once
+
+#include "progress/filestatus.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <QTimer>
+#include <QWidget>
+
+#include <functional>
+
+class QLabel;
+class QMenu;
+class QPushButton;
+class QStackedWidget;
+class QTableWidget;
+class QTableWidgetItem;
+
+// The per-file table of a batch: name, folder button, size, status and duration of
+// every input file, with a summary, a batch clock and the per-file actions.
+class BatchPanel final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(BatchPanel)
+
+public:
+    enum Column { NameColumn = 0, FolderColumn = 1, SizeColumn = 2, StatusColumn = 3, DurationColumn = 4 };
+
+    explicit BatchPanel(QWidget *parent = nullptr);
+
+    // The files that would be converted: every file not disabled, in file order.
+    QFileInfoList activeFiles() const;
+
+    int fileCount() const { return static_cast<int>(files.size()); }
+    FileStatus statusOf(int fileIndex) const;
+    int exitCodeOf(int fileIndex) const;
+    bool isDisabled(int fileIndex) const { return disabled.contains(fileIndex); }
+    bool isRunning() const { return running; }
+    // True while the panel itself rewrites cells, so item-change reactions can ignore it.
+    bool isUpdating() const { return updating; }
+    // The table row now showing a file, or -1.
+    int rowOfFile(int fileIndex) const;
+    QTableWidget *table() const { return tableWidget; }
+
+    // The row actions, also reachable from the context menu.
+    void convertNext(int fileIndex);
+    void disableFile(int fileIndex);
+    void enableFile(int fileIndex);
+    void removeFile(int fileIndex);
+    void clearFiles();
+    void openContainingFolder(int fileIndex);
+    void copyPath(int fileIndex);
+    // The context menu of a file as its state allows; the caller owns it.
+    QMenu *createContextMenu(int fileIndex, QWidget *parent);
+
+    // How a file is shown in its folder; the platform's file manager unless replaced.
+    using FolderOpener = std::function<void(const QString &absolutePath)>;
+    void setFolderOpener(FolderOpener opener);
+
+    static QString formatDuration(qint64 ms);
+    static QString formatClock(qint64 ms);
+    static QString summaryText(int fileCount, int disabledCount, qint64 enabledBytes);
+
+Q_SIGNALS:
+    void jumpToLogError(const QString &filename);
+    void skipCurrentRequested();
+    void fileExcludedDuringConversion(const QString &filePath);
+    void activeFilesChanged();
+    void convertNextRequested(const QString &filePath);
+    void fileRemoved(const QString &filePath);
+    void filesCleared();
+
+public Q_SLOTS:
+    void setFiles(const QFileInfoList &files);
+    void resetFailedForRetry();
+    void prepareForConversion();
+    void prepareForRetry();
+    void onFileStarted(int index, int total, const QString &filePath);
+    void onFileFinished(int index, int exitCode, const QString &filePath);
+    void onCancelled();
+    void onConversionFinished();
+    void setAllowRemove(bool allow);
+
+private:
+    void buildRows();
+    void updateSummary();
+    void writeClock();
+    void startBatch();
+    void endBatch();
+    void rebuildPathIndex();
+    bool inRange(int fileIndex) const { return fileIndex >= 0 && fileIndex < files.size(); }
+    int fileIndexOfRow(int row) const;
+    void onCellClicked(int row, int column);
+    void onContextMenuRequested(const QPoint &pos);
+
+    QStackedWidget *pages = nullptr;
+    QTableWidget *tableWidget = nullptr;
+    QPushButton *clearButton = nullptr;
+    QLabel *summaryLabel = nullptr;
+    QPushButton *skipButton = nullptr;
+    QLabel *durationLabel = nullptr;
+
+    QFileInfoList files;
+    QList<qint32> exitCodes;
+    QList<FileStatus> statuses;
+    QList<QElapsedTimer> timers;
+    QSet<int> disabled;
+    QHash<QString, int> pathIndex;
+    QList<int> displayOrder;
+    QHash<int, int> insertionRowOf;
+    // The name cell of each file, so its row is found without scanning the table.
+    QList<QTableWidgetItem *> nameItems;
+    bool running = false;
+    bool updating = false;
+    bool allowRemove = false;
+    QElapsedTimer batchClock;
+    QTimer clockTimer;
+    FolderOpener openFolder;
+};

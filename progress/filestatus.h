@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QColor>
+#include <QString>
+
+class QTableWidgetItem;
+
+// The state of one file of a batch; every place that shows or reasons about a file's
+// state uses these values.
+enum class FileStatus : qint32 {
+    Pending = 0,
+    Running = 1,
+    Done = 2,
+    Failed = 3,
+    Skipped = 4,
+    Stopped = 5,
+    Canceled = 6,
+    Disabled = 7
+};
+
+// Exit-code markers kept beside the converters' own codes.
+namespace ExitMarker {
+inline constexpr int NotRun = -1;
+inline constexpr int Stopped = -2;
+inline constexpr int Skipped = -3;
+inline constexpr int Disabled = -4;
+} // namespace ExitMarker
+
+bool isKnownFileStatus(FileStatus status);
+QString fileStatusText(FileStatus status, int exitCode);
+QColor fileStatusColour(FileStatus status);
+QString fileStatusToolTip(FileStatus status, int exitCode);
+// A finished file's status from its exit code: 0 Done, the skip marker Skipped, anything else Failed.
+FileStatus fileStatusForExitCode(int exitCode);
+// Writes text, colour and tooltip of a status into a table cell; unknown values leave it as it is.
+void applyFileStatus(QTableWidgetItem *item, FileStatus status, int exitCode);
