@@ -1,0 +1,499 @@
+#include "online/versionchecker.h"
+
+#include "app/settingskeys.h"
+#include "online/deployment.h"
+#include "online/httpsclient.h"
+#include "online/updatedialogs.h"
+
+#include "testsupport/testcertificate.h"
+#include "testsupport/testnetworkenvironment.h"
+#include "testsupport/tlstestserver.h"
+
+#include <QAbstractButton>
+#include <QDesktopServices>
+#include <QMessageBox>
+#include <QPointer>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QWidget>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray versionJson(const QString &latest, const QString &minVersion = {}, const QString &key = u"revit"_s)
+{
+    QByteArray entry = "\"latest\": \"" + latest.toUtf8() +
+                       "\", \"released\": \"2026-05-01\", "
+                       "\"download_path\": \"/download/revit/\"";
+    if (!minVersion.isNull())
+        entry += ", \"min_version\": \"" + minVersion.toUtf8() + "\"";
+    return "{\"converters\": {\"" + key.toUtf8() + "\": {" + entry + "}}, \"other\": 1}";
+}
+
+QList<QMessageBox *> openBoxes(QWidget *parent)
+{
+    QList<QMessageBox *> boxes;
+    for (QMessageBox *box : parent->findChildren<QMessageBox *>())
+        if (box->isVisible())
+            boxes.append(box);
+    return boxes;
+}
+
+QStringList buttonTexts(const QMessageBox *box)
+{
+    QStringList texts;
+    for (const QAbstractButton *button : box->buttons())
+        texts.append(button->text().remove(u'&'));
+    texts.sort();
+    return texts;
+}
+
+} // namespace
+
+class tst_VersionChecker : public QObject
+{
+    Q_OBJECT
+
+public Q_SLOTS:
+    // Stands in for the desktop's web browser.
+    void openUrl(const QUrl &url) { openedUrls.append(url); }
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+    void isNewer_data();
+    void isNewer();
+    void parse_data();
+    void parse();
+    void downloadLink_data();
+    void downloadLink();
+    void schedule_data();
+    void schedule();
+    void checkAgainstServer_data();
+    void checkAgainstServer();
+    void checkerDeletedBeforeTheAnswer();
+    void dialogs_data();
+    void dialogs();
+    void serverTextIsNotMarkup();
+    void automaticCheck_data();
+    void automaticCheck();
+    void automaticCheckNotDueAsksNobody();
+    void manualCheck_data();
+    void manualCheck();
+
+private:
+    QTemporaryDir dir;
+    TestCertificate certificate;
+    std::unique_ptr<TlsTestServer> server;
+    std::unique_ptr<QSettings> settings;
+    std::unique_ptr<QWidget> window;
+    QList<QUrl> openedUrls;
+};
+
+void tst_VersionChecker::initTestCase()
+{
+    QVERIFY(dir.isValid());
+    certificate = TestCertificate::generate(dir.path(), u"host"_s);
+    QVERIFY2(certificate.isValid(), qPrintable(certificate.error));
+    server = std::make_unique<TlsTestServer>(certificate);
+    QVERIFY(server->start());
+    useLocalTestHost(certificate.certificatePath, server->baseUrl());
+    QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
+}
+
+void tst_VersionChecker::cleanupTestCase()
+{
+    QDesktopServices::unsetUrlHandler(u"https"_s);
+}
+
+void tst_VersionChecker::init()
+{
+    server->clearRecords();
+    openedUrls.clear();
+    QFile::remove(dir.filePath(u"settings.ini"_s));
+    settings = std::make_unique<QSettings>(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
+    window = std::make_unique<QWidget>();
+}
+
+void tst_VersionChecker::cleanup()
+{
+    window.reset();
+    settings.reset();
+}
+
+void tst_VersionChecker::isNewer_data()
+{
+    QTest::addColumn<QString>("a");
+    QTest::addColumn<QString>("b");
+    QTest::addColumn<bool>("newer");
+    QTest::addRow("equal") << u"18.1.0"_s << u"18.1.0"_s << false;
+    QTest::addRow("shorter equals padded") << u"18.1"_s << u"18.1.0"_s << false;
+    QTest::addRow("padded equals shorter") << u"18.1.0"_s << u"18.1"_s << false;
+    QTest::addRow("fourth part") << u"18.1.0.1"_s << u"18.1.0"_s << true;
+    QTest::addRow("numeric, not text") << u"18.10.0"_s << u"18.9.0"_s << true;
+    QTest::addRow("older") << u"18.0.9"_s << u"18.1.0"_s << false;
+    QTest::addRow("major decides") << u"19"_s << u"18.99.99"_s << true;
+    QTest::addRow("leading zero") << u"18.01.0"_s << u"18.1.0"_s << false;
+    QTest::addRow("text part is zero") << u"18.x.1"_s << u"18.0.0"_s << true;
+    QTest::addRow("text part is not newer") << u"18.beta"_s << u"18.0"_s << false;
+    QTest::addRow("empty part is zero") << u"18..1"_s << u"18.0.0"_s << true;
+    QTest::addRow("empty string") << QString() << u"0.0"_s << false;
+    QTest::addRow("anything beats empty") << u"0.0.1"_s << QString() << true;
+}
+
+void tst_VersionChecker::isNewer()
+{
+    QFETCH(QString, a);
+    QFETCH(QString, b);
+    QFETCH(bool, newer);
+    QCOMPARE(VersionChecker::isNewer(a, b), newer);
+}
+
+void tst_VersionChecker::parse_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<bool>("updateAvailable");
+    QTest::addColumn<bool>("belowMinimum");
+    const QString invalid = u"Invalid response from update server."_s;
+    const QString noInfo = u"No version info available for this converter."_s;
+    QTest::addRow("newer") << versionJson(u"18.2.0"_s) << u"revit"_s << QString() << true << false;
+    QTest::addRow("equal, no minimum")
+        << versionJson(u"18.1.0"_s) << u"revit"_s << QString() << false << false;
+    QTest::addRow("equal, empty minimum")
+        << versionJson(u"18.1.0"_s, u""_s) << u"revit"_s << QString() << false << false;
+    QTest::addRow("minimum above us")
+        << versionJson(u"18.2.0"_s, u"18.2"_s) << u"revit"_s << QString() << true << true;
+    QTest::addRow("minimum equal to us")
+        << versionJson(u"18.2.0"_s, u"18.1"_s) << u"revit"_s << QString() << true << false;
+    QTest::addRow("older on the host") << versionJson(u"17.9"_s) << u"revit"_s << QString() << false << false;
+    QTest::addRow("other converter only")
+        << versionJson(u"19.0"_s, {}, u"ifc"_s) << u"revit"_s << noInfo << false << false;
+    QTest::addRow("key is case-sensitive")
+        << versionJson(u"19.0"_s, {}, u"Revit"_s) << u"revit"_s << noInfo << false << false;
+    QTest::addRow("latest not a string")
+        << QByteArray(R"({"converters":{"revit":{"latest":19}}})") << u"revit"_s << noInfo << false << false;
+    QTest::addRow("converters not an object")
+        << QByteArray(R"({"converters":[1,2]})") << u"revit"_s << noInfo << false << false;
+    QTest::addRow("no converters") << QByteArray("{}") << u"revit"_s << noInfo << false << false;
+    QTest::addRow("broken JSON") << QByteArray(R"({"converters": {)") << u"revit"_s << invalid << false
+                                 << false;
+    QTest::addRow("array root") << QByteArray(R"([{"converters":{}}])") << u"revit"_s << invalid << false
+                                << false;
+    QTest::addRow("empty body") << QByteArray() << u"revit"_s << invalid << false << false;
+    QTest::addRow("html error page") << QByteArray("<html>502</html>") << u"revit"_s << invalid << false
+                                     << false;
+}
+
+void tst_VersionChecker::parse()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, key);
+    QFETCH(QString, error);
+    QFETCH(bool, updateAvailable);
+    QFETCH(bool, belowMinimum);
+    const VersionInfo info = VersionChecker::parse(json, key);
+    QCOMPARE(info.error, error);
+    QCOMPARE(info.updateAvailable, updateAvailable);
+    QCOMPARE(info.belowMinimum, belowMinimum);
+    if (error.isEmpty()) {
+        QCOMPARE(info.released, u"2026-05-01"_s);
+        QCOMPARE(info.downloadPath, u"/download/revit/"_s);
+    }
+}
+
+void tst_VersionChecker::downloadLink_data()
+{
+    QTest::addColumn<QString>("downloadPath");
+    QTest::addColumn<QString>("path");
+    QTest::addRow("safe path") << u"/download/revit/"_s << u"/download/revit/"_s;
+    QTest::addRow("absolute URL") << u"https://evil.example.net/x"_s << u"/convertors/"_s;
+    QTest::addRow("two slashes") << u"//evil.example.net/x"_s << u"/convertors/"_s;
+    QTest::addRow("scheme later in the path") << u"/go?to=https://evil.example.net"_s << u"/convertors/"_s;
+    QTest::addRow("empty") << QString() << u"/convertors/"_s;
+    QTest::addRow("no leading slash") << u"download/"_s << u"/convertors/"_s;
+    QTest::addRow("javascript") << u"javascript:alert(1)"_s << u"/convertors/"_s;
+}
+
+void tst_VersionChecker::downloadLink()
+{
+    QFETCH(QString, downloadPath);
+    QFETCH(QString, path);
+    const QUrl link = VersionChecker::downloadLink(downloadPath);
+    QCOMPARE(link, QUrl(Deployment::vendorSiteUrl() + path));
+    QCOMPARE(link.host(), QUrl(Deployment::vendorSiteUrl()).host());
+}
+
+void tst_VersionChecker::schedule_data()
+{
+    QTest::addColumn<QVariant>("enabled");
+    QTest::addColumn<QVariant>("intervalDays");
+    QTest::addColumn<QVariant>("lastCheck");
+    QTest::addColumn<bool>("due");
+    const QDateTime now(QDate(2026, 3, 10), QTime(12, 0));
+    const QVariant unset;
+    QTest::addRow("never checked") << unset << unset << unset << true;
+    QTest::addRow("switched off") << QVariant(false) << unset << unset << false;
+    QTest::addRow("6 days 23 hours ago")
+        << unset << unset << QVariant(now.addDays(-7).addSecs(3600)) << false;
+    QTest::addRow("7 days ago") << unset << unset << QVariant(now.addDays(-7)) << true;
+    QTest::addRow("daily, 1 day ago") << unset << QVariant(1) << QVariant(now.addDays(-1)) << true;
+    QTest::addRow("daily, 23 hours ago")
+        << unset << QVariant(1) << QVariant(now.addSecs(-23 * 3600)) << false;
+    QTest::addRow("daily, yesterday evening")
+        << unset << QVariant(1) << QVariant(QDateTime(QDate(2026, 3, 9), QTime(23, 30))) << false;
+    QTest::addRow("monthly, 29 days ago") << unset << QVariant(30) << QVariant(now.addDays(-29)) << false;
+    QTest::addRow("unparsable last check") << unset << unset << QVariant(u"last tuesday"_s) << true;
+    QTest::addRow("last check in the future") << unset << unset << QVariant(now.addDays(2)) << true;
+}
+
+void tst_VersionChecker::schedule()
+{
+    QFETCH(QVariant, enabled);
+    QFETCH(QVariant, intervalDays);
+    QFETCH(QVariant, lastCheck);
+    QFETCH(bool, due);
+    if (enabled.isValid())
+        settings->setValue(SettingsKeys::autoCheckUpdates(), enabled);
+    if (intervalDays.isValid())
+        settings->setValue(SettingsKeys::updateIntervalDays(), intervalDays);
+    if (lastCheck.isValid())
+        settings->setValue(SettingsKeys::lastUpdateCheck(), lastCheck);
+    settings->sync();
+    // Read back from the file, as the program would after a restart.
+    QSettings reread(settings->fileName(), QSettings::IniFormat);
+    QCOMPARE(VersionChecker::isAutomaticCheckDue(&reread, QDateTime(QDate(2026, 3, 10), QTime(12, 0))), due);
+}
+
+void tst_VersionChecker::checkAgainstServer_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("latest");
+    QTest::addRow("newer") << 200 << versionJson(u"18.3.1"_s) << QString() << u"18.3.1"_s;
+    QTest::addRow("not found") << 404 << QByteArray("gone") << u"Network error: HTTP 404"_s << QString();
+    QTest::addRow("too large") << 200 << QByteArray(httpsJsonLimit + 1, ' ')
+                               << u"Network error: Response too large."_s << QString();
+    QTest::addRow("garbage") << 200 << QByteArray("\x89PNG\r\n") << u"Invalid response from update server."_s
+                             << QString();
+}
+
+void tst_VersionChecker::checkAgainstServer()
+{
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(QString, error);
+    QFETCH(QString, latest);
+    TlsTestServer::Reply reply;
+    reply.status = status;
+    reply.body = body;
+    server->setReply(u"/releases/version.json"_s, reply);
+
+    VersionChecker checker(u"revit"_s);
+    QSignalSpy spy(&checker, &VersionChecker::finished);
+    checker.check();
+    QVERIFY(spy.wait(10000));
+    QCOMPARE(spy.size(), 1);
+    const auto info = spy.first().first().value<VersionInfo>();
+    QCOMPARE(info.error, error);
+    QCOMPARE(info.latest, latest);
+    QCOMPARE(server->requestedTargets(), QList<QByteArray>{"/releases/version.json"});
+}
+
+void tst_VersionChecker::checkerDeletedBeforeTheAnswer()
+{
+    TlsTestServer::Reply slow;
+    slow.body = versionJson(u"19.0"_s);
+    slow.pauseAfter = 10;
+    slow.pauseMs = 300;
+    server->setReply(u"/releases/version.json"_s, slow);
+
+    bool heard = false;
+    auto *checker = new VersionChecker(u"revit"_s);
+    connect(checker, &VersionChecker::finished, this, [&heard] { heard = true; });
+    checker->check();
+    delete checker;
+    // Let the worker finish and its queued report come and go.
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestHeads().size(), 1, 5000);
+    QTest::qWait(800);
+    QVERIFY(!heard);
+}
+
+void tst_VersionChecker::dialogs_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("networkError");
+    QTest::addColumn<int>("icon");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("buttons");
+    QTest::addColumn<QString>("openedPath");
+    const QStringList siteAndClose{u"Close"_s, u"Open Site"_s};
+    QTest::addRow("no updates") << versionJson(u"18.1.0"_s) << QString() << int(QMessageBox::Information)
+                                << u"No Updates"_s << u"You are running the latest version (18.1.0)."_s
+                                << QStringList{u"OK"_s} << QString();
+    QTest::addRow("update available")
+        << versionJson(u"18.2.0"_s) << QString() << int(QMessageBox::Information) << u"Update Available"_s
+        << u"A new version is available: <b>18.2.0</b> (released 2026-05-01).<br>"
+           "You are currently running version <b>18.1.0</b>."_s
+        << siteAndClose << u"/download/revit/"_s;
+    QTest::addRow("below minimum wins")
+        << versionJson(u"18.2.0"_s, u"18.2"_s) << QString() << int(QMessageBox::Warning)
+        << u"Version No Longer Supported"_s
+        << u"Your version <b>18.1.0</b> is below the minimum supported version <b>18.2</b>.<br>"
+           "Latest version: <b>18.2.0</b> (released 2026-05-01).<br><br>"
+           "Please update to continue receiving support."_s
+        << siteAndClose << u"/download/revit/"_s;
+    QTest::addRow("failed") << QByteArray() << u"HTTP 503"_s << int(QMessageBox::Warning)
+                            << u"Update Check Failed"_s
+                            << u"Could not check for updates.<br>Network error: HTTP 503"_s << siteAndClose
+                            << u"/convertors/"_s;
+}
+
+void tst_VersionChecker::dialogs()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, networkError);
+    QFETCH(int, icon);
+    QFETCH(QString, title);
+    QFETCH(QString, text);
+    QFETCH(QStringList, buttons);
+    QFETCH(QString, openedPath);
+    VersionInfo info;
+    if (networkError.isEmpty())
+        info = VersionChecker::parse(json, u"revit"_s);
+    else
+        info.error = u"Network error: %1"_s.arg(networkError);
+
+    QPointer<QMessageBox> box = UpdateDialogs::createManualCheckDialog(info, window.get());
+    QCOMPARE(box->parentWidget(), window.get());
+    QCOMPARE(int(box->icon()), icon);
+    QCOMPARE(box->windowTitle(), title);
+    QCOMPARE(box->text(), text);
+    QCOMPARE(buttonTexts(box), buttons);
+
+    // "Open Site" (in the accept role) opens the page; Close and OK open nothing.
+    box->open();
+    QAbstractButton *openSite = nullptr;
+    QAbstractButton *other = nullptr;
+    for (QAbstractButton *button : box->buttons())
+        (button->text() == u"Open Site"_s ? openSite : other) = button;
+    QVERIFY(other);
+    QCOMPARE(openSite != nullptr, !openedPath.isEmpty());
+    if (openSite) {
+        QCOMPARE(box->buttonRole(openSite), QMessageBox::AcceptRole);
+        openSite->click();
+        QCOMPARE(openedUrls, QList<QUrl>{QUrl(Deployment::vendorSiteUrl() + openedPath)});
+    } else {
+        other->click();
+        QVERIFY(openedUrls.isEmpty());
+    }
+    QTRY_VERIFY(box.isNull()); // closed boxes delete themselves
+}
+
+void tst_VersionChecker::serverTextIsNotMarkup()
+{
+    VersionInfo info;
+    info.updateAvailable = true;
+    info.latest = u"<img src=x>19"_s;
+    info.released = u"<a href='https://evil.example.net'>today</a>"_s;
+    std::unique_ptr<QMessageBox> box(UpdateDialogs::createUpdateDialog(info, nullptr));
+    QVERIFY(!box->text().contains(u"<img"_s));
+    QVERIFY(!box->text().contains(u"<a "_s));
+    QVERIFY(box->text().contains(u"&lt;img src=x&gt;19"_s));
+}
+
+void tst_VersionChecker::automaticCheck_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("dialogTitle");
+    QTest::addRow("update") << 200 << versionJson(u"18.2.0"_s) << u"Update Available"_s;
+    QTest::addRow("unsupported") << 200 << versionJson(u"18.2.0"_s, u"18.2"_s)
+                                 << u"Version No Longer Supported"_s;
+    QTest::addRow("up to date is silent") << 200 << versionJson(u"18.1.0"_s) << QString();
+    QTest::addRow("failure is silent") << 500 << QByteArray() << QString();
+    QTest::addRow("no entry is silent") << 200 << versionJson(u"19.0"_s, {}, u"dwg"_s) << QString();
+}
+
+void tst_VersionChecker::automaticCheck()
+{
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(QString, dialogTitle);
+    TlsTestServer::Reply reply;
+    reply.status = status;
+    reply.body = body;
+    server->setReply(u"/releases/version.json"_s, reply);
+    settings->setValue(SettingsKeys::lastUpdateCheck(), QDateTime::currentDateTime().addDays(-30));
+
+    const QDateTime before = QDateTime::currentDateTime();
+    QPointer<VersionChecker> checker =
+        UpdateDialogs::startAutomaticCheck(settings.get(), u"revit"_s, window.get());
+    QVERIFY(checker);
+    QTRY_VERIFY_WITH_TIMEOUT(checker.isNull(), 10000); // deleted once handled
+    QVERIFY(settings->value(SettingsKeys::lastUpdateCheck()).toDateTime() >= before);
+    const QList<QMessageBox *> boxes = openBoxes(window.get());
+    if (dialogTitle.isEmpty()) {
+        QVERIFY(boxes.isEmpty());
+    } else {
+        QCOMPARE(boxes.size(), 1);
+        QCOMPARE(boxes.first()->windowTitle(), dialogTitle);
+    }
+}
+
+void tst_VersionChecker::automaticCheckNotDueAsksNobody()
+{
+    server->setBody(u"/releases/version.json"_s, versionJson(u"19.0"_s));
+    const QDateTime recent = QDateTime::currentDateTime().addDays(-1);
+    settings->setValue(SettingsKeys::lastUpdateCheck(), recent);
+    QCOMPARE(UpdateDialogs::startAutomaticCheck(settings.get(), u"revit"_s, window.get()), nullptr);
+    settings->setValue(SettingsKeys::lastUpdateCheck(), QVariant());
+    settings->setValue(SettingsKeys::autoCheckUpdates(), false);
+    QCOMPARE(UpdateDialogs::startAutomaticCheck(settings.get(), u"revit"_s, window.get()), nullptr);
+    QTest::qWait(200);
+    QCOMPARE(server->connectionCount(), 0);
+    QVERIFY(window->findChildren<VersionChecker *>().isEmpty());
+}
+
+void tst_VersionChecker::manualCheck_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("dialogTitle");
+    QTest::addRow("up to date") << 200 << versionJson(u"18.1"_s) << u"No Updates"_s;
+    QTest::addRow("update") << 200 << versionJson(u"18.1.0.1"_s) << u"Update Available"_s;
+    QTest::addRow("failure") << 404 << QByteArray() << u"Update Check Failed"_s;
+}
+
+void tst_VersionChecker::manualCheck()
+{
+    QFETCH(int, status);
+    QFETCH(QByteArray, body);
+    QFETCH(QString, dialogTitle);
+    TlsTestServer::Reply reply;
+    reply.status = status;
+    reply.body = body;
+    server->setReply(u"/releases/version.json"_s, reply);
+    // The manual check ignores the schedule and leaves it alone.
+    settings->setValue(SettingsKeys::autoCheckUpdates(), false);
+
+    QPointer<VersionChecker> checker = UpdateDialogs::startManualCheck(u"revit"_s, window.get());
+    QTRY_VERIFY_WITH_TIMEOUT(checker.isNull(), 10000);
+    const QList<QMessageBox *> boxes = openBoxes(window.get());
+    QCOMPARE(boxes.size(), 1);
+    QCOMPARE(boxes.first()->windowTitle(), dialogTitle);
+    QVERIFY(!settings->contains(SettingsKeys::lastUpdateCheck()));
+}
+
+QTEST_MAIN(tst_VersionChecker)
+#include "tst_versionchecker.moc"
