@@ -1,0 +1,443 @@
+#include "input/inputscanner.h"
+
+#include "conversion/converterinfo.h"
+#include "testsupport/droptesting.h"
+
+#include <QAtomicInt>
+#include <QSaveFile>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+using DropTesting::writeFile;
+
+namespace {
+
+const QStringList revitFilters = {u"*.rvt"_s, u"*.RVT"_s, u"*.rfa"_s, u"*.RFA"_s};
+const QString noFiles = u"No files selected"_s;
+
+QString green(const QString &text)
+{
+    return u"<span style='color:#0dbc79;'>"_s + text + u" &#9650;</span>"_s;
+}
+
+QString red(const QString &text)
+{
+    return u"<span style='color:#cd3131;'>"_s + text + u" &#9660;</span>"_s;
+}
+
+QStringList fileNames(const QFileInfoList &files)
+{
+    QStringList names;
+    for (const QFileInfo &file : files)
+        names.append(file.fileName());
+    names.sort();
+    return names;
+}
+
+// Counts the scans actually run on a worker thread, and runs the real walk.
+struct CountingScan
+{
+    std::shared_ptr<QAtomicInt> runs = std::make_shared<QAtomicInt>(0);
+
+    InputScanner::ScanFunction function() const
+    {
+        return [runs = runs](const QString &path, const QStringList &filters, bool single, bool recursive) {
+            runs->fetchAndAddOrdered(1);
+            return InputScanner::scan(path, filters, single, recursive);
+        };
+    }
+    int count() const { return runs->loadAcquire(); }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Qt::TextFormat)
+
+class tst_InputScanner : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void timersKeepTheirDefaults();
+    void scanWalksTheDisk_data();
+    void scanWalksTheDisk();
+    void changeText_data();
+    void changeText();
+    void emptyPathAnswersAtOnceWithoutAThread();
+    void newestRequestWinsWhateverFinishesLast();
+    void resultAfterScannerIsGoneIsIgnored();
+    void watchedFolderChangeIsShownThenFades_data();
+    void watchedFolderChangeIsShownThenFades();
+    void changesThatCauseNoRescan_data();
+    void changesThatCauseNoRescan();
+    void switchingFoldersClearsAndNeverShowsAChange();
+    void listOperationsRefreshBeforeStoring();
+
+private:
+    // Scans `dir` and waits for the list; returns false if it never came.
+    static bool scanAndWait(InputScanner &scanner, const QString &dir, bool recursive = false)
+    {
+        QSignalSpy done(&scanner, &InputScanner::scanComplete);
+        scanner.startScan(dir, revitFilters, false, recursive);
+        return QTest::qWaitFor([&] {
+            for (const QList<QVariant> &args : std::as_const(done)) {
+                if (!args.at(0).value<QFileInfoList>().isEmpty())
+                    return true;
+            }
+            return false;
+        });
+    }
+};
+
+void tst_InputScanner::timersKeepTheirDefaults()
+{
+    InputScanner scanner;
+    QCOMPARE(scanner.debounceInterval(), 300);
+    QCOMPARE(scanner.changeHighlightInterval(), 5000);
+    QVERIFY(scanner.isAutoRescanEnabled());
+}
+
+void tst_InputScanner::scanWalksTheDisk_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<bool>("singleFile");
+    QTest::addColumn<bool>("recursive");
+    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<qint64>("totalBytes");
+
+    // Tree: MODEL.RVT (10 B), model.rvt (20 B), family.rfa (30 B), notes.txt, sub/deep.rvt (40 B).
+    QTest::addRow("folder: both cases once each, no subfolder")
+        << u""_s << false << false << QStringList{u"MODEL.RVT"_s, u"family.rfa"_s, u"model.rvt"_s} << qint64(60);
+    QTest::addRow("folder with subfolders")
+        << u""_s << false << true
+        << QStringList{u"MODEL.RVT"_s, u"deep.rvt"_s, u"family.rfa"_s, u"model.rvt"_s} << qint64(100);
+    QTest::addRow("single file") << u"model.rvt"_s << true << false << QStringList{u"model.rvt"_s} << qint64(20);
+    QTest::addRow("single file that does not exist") << u"gone.rvt"_s << true << false << QStringList{} << qint64(0);
+    QTest::addRow("directory given as a single file") << u"sub"_s << true << false << QStringList{} << qint64(0);
+    QTest::addRow("missing folder") << u"nowhere"_s << false << true << QStringList{} << qint64(0);
+    QTest::addRow("folder without matches") << u"empty"_s << false << true << QStringList{} << qint64(0);
+}
+
+void tst_InputScanner::scanWalksTheDisk()
+{
+    QFETCH(QString, path);
+    QFETCH(bool, singleFile);
+    QFETCH(bool, recursive);
+    QFETCH(QStringList, expected);
+    QFETCH(qint64, totalBytes);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QVERIFY(writeFile(dir.filePath(u"MODEL.RVT"_s), 10));
+    QVERIFY(writeFile(dir.filePath(u"model.rvt"_s), 20));
+    QVERIFY(writeFile(dir.filePath(u"family.rfa"_s), 30));
+    QVERIFY(writeFile(dir.filePath(u"notes.txt"_s), 50));
+    QVERIFY(writeFile(dir.filePath(u"sub/deep.rvt"_s), 40));
+    QVERIFY(QDir().mkpath(dir.filePath(u"empty/inner"_s)));
+
+    const ScanResult result =
+        InputScanner::scan(path.isEmpty() ? dir.path() : dir.filePath(path), revitFilters, singleFile, recursive);
+    QCOMPARE(fileNames(result.files), expected);
+    QCOMPARE(result.fileCount, quint32(expected.size()));
+    QCOMPARE(result.totalBytes, totalBytes);
+}
+
+void tst_InputScanner::changeText_data()
+{
+    QTest::addColumn<quint32>("countBefore");
+    QTest::addColumn<qint64>("bytesBefore");
+    QTest::addColumn<quint32>("countAfter");
+    QTest::addColumn<qint64>("bytesAfter");
+    QTest::addColumn<QString>("expected");
+
+    QTest::addRow("more files") << 1u << qint64(100) << 11u << qint64(1100)
+                                << green(u"11 file(s)"_s) + u", "_s + green(u"1.1 KB total"_s);
+    QTest::addRow("fewer files") << 3u << qint64(300) << 2u << qint64(200)
+                                 << red(u"2 file(s)"_s) + u", "_s + red(u"200 B total"_s);
+    QTest::addRow("same count, larger") << 2u << qint64(200) << 2u << qint64(2048)
+                                        << u"2 file(s), "_s + green(u"2.0 KB total"_s);
+    QTest::addRow("more files, smaller total") << 2u << qint64(5000) << 3u << qint64(10)
+                                               << green(u"3 file(s)"_s) + u", "_s + red(u"10 B total"_s);
+    QTest::addRow("same count and size stays plain") << 2u << qint64(10) << 2u << qint64(10)
+                                                     << u"2 file(s), 10 B total"_s;
+}
+
+void tst_InputScanner::changeText()
+{
+    QFETCH(quint32, countBefore);
+    QFETCH(qint64, bytesBefore);
+    QFETCH(quint32, countAfter);
+    QFETCH(qint64, bytesAfter);
+    QFETCH(QString, expected);
+    QCOMPARE(InputScanner::changeText({countBefore, bytesBefore}, {countAfter, bytesAfter}), expected);
+}
+
+void tst_InputScanner::emptyPathAnswersAtOnceWithoutAThread()
+{
+    InputScanner scanner;
+    CountingScan counter;
+    scanner.setScanFunction(counter.function());
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QSignalSpy done(&scanner, &InputScanner::scanComplete);
+
+    scanner.startScan({}, revitFilters, false, true);
+
+    // Answered within the call, before any event is processed.
+    QCOMPARE(text.size(), 1);
+    QCOMPARE(text.at(0).at(0).toString(), noFiles);
+    QCOMPARE(text.at(0).at(1).value<Qt::TextFormat>(), Qt::PlainText);
+    QCOMPARE(done.size(), 1);
+    QVERIFY(done.at(0).at(0).value<QFileInfoList>().isEmpty());
+    QTest::qWait(50);
+    QCOMPARE(counter.count(), 0);
+    QCOMPARE(done.size(), 1);
+}
+
+void tst_InputScanner::newestRequestWinsWhateverFinishesLast()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString first = dir.filePath(u"first"_s);
+    const QString second = dir.filePath(u"second"_s);
+    QVERIFY(writeFile(first + u"/a.rvt"_s, 10));
+    QVERIFY(writeFile(second + u"/b.rvt"_s, 20));
+    QVERIFY(writeFile(second + u"/c.rvt"_s, 30));
+
+    // The first scan is held until the second one's list has been shown.
+    auto release = std::make_shared<QSemaphore>();
+    auto firstDone = std::make_shared<QSemaphore>();
+    InputScanner scanner;
+    scanner.setScanFunction([=](const QString &path, const QStringList &filters, bool single, bool recursive) {
+        if (path == first) {
+            release->tryAcquire(1, 10000);
+            const ScanResult result = InputScanner::scan(path, filters, single, recursive);
+            firstDone->release();
+            return result;
+        }
+        return InputScanner::scan(path, filters, single, recursive);
+    });
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QSignalSpy done(&scanner, &InputScanner::scanComplete);
+
+    scanner.startScan(first, revitFilters, false, false);
+    scanner.startScan(second, revitFilters, false, false);
+    QTRY_VERIFY(!done.isEmpty() && done.constLast().at(0).value<QFileInfoList>().size() == 2);
+    QCOMPARE(text.constLast().at(0).toString(), u"2 file(s), 50 B total"_s);
+
+    const qsizetype textsBefore = text.size();
+    const qsizetype listsBefore = done.size();
+    release->release();
+    QVERIFY(firstDone->tryAcquire(1, 10000));
+    QTest::qWait(100);
+    QCOMPARE(done.size(), listsBefore);
+    QCOMPARE(text.size(), textsBefore);
+    QCOMPARE(scanner.watchedDirectory(), second);
+}
+
+void tst_InputScanner::resultAfterScannerIsGoneIsIgnored()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.rvt"_s)));
+    auto release = std::make_shared<QSemaphore>();
+    auto finished = std::make_shared<QSemaphore>();
+    auto scanner = std::make_unique<InputScanner>();
+    scanner->setScanFunction([=](const QString &path, const QStringList &filters, bool single, bool recursive) {
+        release->tryAcquire(1, 10000);
+        const ScanResult result = InputScanner::scan(path, filters, single, recursive);
+        finished->release();
+        return result;
+    });
+    scanner->startScan(dir.path(), revitFilters, false, false);
+    scanner.reset();
+    release->release();
+    QVERIFY(finished->tryAcquire(1, 10000));
+    // The posted result finds no scanner and must do nothing.
+    QTest::qWait(100);
+}
+
+void tst_InputScanner::watchedFolderChangeIsShownThenFades_data()
+{
+    QTest::addColumn<int>("change");
+    QTest::addColumn<QString>("richText");
+    QTest::addColumn<QString>("plainText");
+
+    // Each starts from three files of 100 B: a.rvt, b.rvt, c.rvt.
+    QTest::addRow("ten files copied in within 300 ms")
+        << 0 << green(u"13 file(s)"_s) + u", "_s + green(u"1.3 KB total"_s) << u"13 file(s), 1.3 KB total"_s;
+    // Each notice restarts the wait, so a slow copy still ends in one rescan.
+    QTest::addRow("ten files trickling in 100 ms apart")
+        << 3 << green(u"13 file(s)"_s) + u", "_s + green(u"1.3 KB total"_s) << u"13 file(s), 1.3 KB total"_s;
+    QTest::addRow("a file deleted") << 1 << red(u"2 file(s)"_s) + u", "_s + red(u"200 B total"_s)
+                                    << u"2 file(s), 200 B total"_s;
+    QTest::addRow("a file replaced by a larger one")
+        << 2 << u"3 file(s), "_s + green(u"2.2 KB total"_s) << u"3 file(s), 2.2 KB total"_s;
+}
+
+void tst_InputScanner::watchedFolderChangeIsShownThenFades()
+{
+    QFETCH(int, change);
+    QFETCH(QString, richText);
+    QFETCH(QString, plainText);
+
+    QTemporaryDir dir;
+    for (const QString &name : {u"a.rvt"_s, u"b.rvt"_s, u"c.rvt"_s})
+        QVERIFY(writeFile(dir.filePath(name)));
+
+    InputScanner scanner;
+    CountingScan counter;
+    scanner.setScanFunction(counter.function());
+    // Only the fading is shortened; the debounce keeps its real 300 ms.
+    scanner.setChangeHighlightInterval(600);
+    QVERIFY(scanAndWait(scanner, dir.path()));
+    QCOMPARE(scanner.watchedDirectory(), dir.path());
+    QCOMPARE(counter.count(), 1);
+
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QSignalSpy done(&scanner, &InputScanner::scanComplete);
+    switch (change) {
+    case 0:
+        for (int i = 0; i < 10; ++i)
+            QVERIFY(writeFile(dir.filePath(u"new%1.rvt"_s.arg(i))));
+        break;
+    case 1:
+        QVERIFY(QFile::remove(dir.filePath(u"b.rvt"_s)));
+        break;
+    case 2: {
+        // Saved the way editors save: a temporary file renamed over the old one.
+        QSaveFile save(dir.filePath(u"b.rvt"_s));
+        QVERIFY(save.open(QIODevice::WriteOnly));
+        save.write(QByteArray(2048, 'y'));
+        QVERIFY(save.commit());
+        break;
+    }
+    case 3:
+        for (int i = 0; i < 10; ++i) {
+            QVERIFY(writeFile(dir.filePath(u"new%1.rvt"_s.arg(i))));
+            QTest::qWait(100);
+        }
+        QCOMPARE(counter.count(), 1);
+        break;
+    }
+
+    QTRY_COMPARE_WITH_TIMEOUT(text.size(), 1, 3000);
+    QCOMPARE(text.at(0).at(0).toString(), richText);
+    QCOMPARE(text.at(0).at(1).value<Qt::TextFormat>(), Qt::RichText);
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(counter.count(), 2);
+
+    // The plain line returns once the highlight is over, and no second rescan happened.
+    QTRY_COMPARE_WITH_TIMEOUT(text.size(), 2, 3000);
+    QCOMPARE(text.at(1).at(0).toString(), plainText);
+    QCOMPARE(text.at(1).at(1).value<Qt::TextFormat>(), Qt::PlainText);
+    QCOMPARE(counter.count(), 2);
+}
+
+void tst_InputScanner::changesThatCauseNoRescan_data()
+{
+    QTest::addColumn<bool>("stopWatchingFirst");
+    QTest::addRow("file added inside a subfolder") << false;
+    QTest::addRow("file added after stopWatching") << true;
+}
+
+void tst_InputScanner::changesThatCauseNoRescan()
+{
+    QFETCH(bool, stopWatchingFirst);
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.rvt"_s)));
+    QVERIFY(writeFile(dir.filePath(u"sub/b.rvt"_s)));
+
+    InputScanner scanner;
+    CountingScan counter;
+    scanner.setScanFunction(counter.function());
+    QVERIFY(scanAndWait(scanner, dir.path(), true));
+    QCOMPARE(counter.count(), 1);
+    if (stopWatchingFirst) {
+        scanner.stopWatching();
+        QVERIFY(scanner.watchedDirectory().isEmpty());
+        QVERIFY(writeFile(dir.filePath(u"c.rvt"_s)));
+    } else {
+        QVERIFY(writeFile(dir.filePath(u"sub/c.rvt"_s)));
+    }
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QTest::qWait(scanner.debounceInterval() + 500);
+    QCOMPARE(counter.count(), 1);
+    QCOMPARE(text.size(), 0);
+}
+
+void tst_InputScanner::switchingFoldersClearsAndNeverShowsAChange()
+{
+    QTemporaryDir dir;
+    const QString a = dir.filePath(u"a"_s);
+    const QString b = dir.filePath(u"b"_s);
+    QVERIFY(writeFile(a + u"/one.rvt"_s));
+    QVERIFY(writeFile(b + u"/one.rvt"_s));
+    QVERIFY(writeFile(b + u"/two.rvt"_s));
+
+    InputScanner scanner;
+    QVERIFY(scanAndWait(scanner, a));
+
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QSignalSpy done(&scanner, &InputScanner::scanComplete);
+    scanner.startScan(b, revitFilters, false, false);
+    // The old list goes within the call.
+    QCOMPARE(text.size(), 1);
+    QCOMPARE(text.at(0).at(0).toString(), noFiles);
+    QCOMPARE(done.size(), 1);
+    QVERIFY(done.at(0).at(0).value<QFileInfoList>().isEmpty());
+
+    QTRY_COMPARE(done.size(), 2);
+    QCOMPARE(done.at(1).at(0).value<QFileInfoList>().size(), 2);
+    QCOMPARE(text.size(), 2);
+    QCOMPARE(text.at(1).at(0).toString(), u"2 file(s), 200 B total"_s);
+    QCOMPARE(text.at(1).at(1).value<Qt::TextFormat>(), Qt::PlainText);
+    QCOMPARE(scanner.watchedDirectory(), b);
+}
+
+void tst_InputScanner::listOperationsRefreshBeforeStoring()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeFile(dir.filePath(u"a.rvt"_s), 100));
+    QVERIFY(writeFile(dir.filePath(u"b.rvt"_s), 300));
+    const QFileInfo a(dir.filePath(u"a.rvt"_s));
+    const QFileInfo b(dir.filePath(u"b.rvt"_s));
+
+    InputScanner scanner;
+    scanner.setChangeHighlightInterval(100);
+    QVERIFY(scanAndWait(scanner, dir.path()));
+    QVERIFY(!scanner.watchedDirectory().isEmpty());
+
+    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+    QSignalSpy done(&scanner, &InputScanner::scanComplete);
+
+    // The held statistics (2 files, 400 B) equal this list: the plain line, and no watching.
+    scanner.setFileList({a, b});
+    QVERIFY(scanner.watchedDirectory().isEmpty());
+    QCOMPARE(done.size(), 1);
+    QCOMPARE(text.constLast().at(0).toString(), u"2 file(s), 400 B total"_s);
+
+    // A smaller list is a change.
+    scanner.setFileList({a});
+    QCOMPARE(text.constLast().at(0).toString(), red(u"1 file(s)"_s) + u", "_s + red(u"100 B total"_s));
+    QTRY_COMPARE(text.constLast().at(0).toString(), u"1 file(s), 100 B total"_s);
+
+    // Emptying forgets the statistics; the next non-empty list is refreshed before it is
+    // stored, so the line keeps reading "No files selected".
+    scanner.refreshSummary({});
+    QCOMPARE(text.constLast().at(0).toString(), noFiles);
+    const qsizetype listsBefore = done.size();
+    scanner.refreshSummary({a, b});
+    QCOMPARE(done.size(), listsBefore);
+    QCOMPARE(text.constLast().at(0).toString(), noFiles);
+    // Now the statistics are held, and an equal list shows them.
+    scanner.refreshSummary({a, b});
+    QCOMPARE(text.constLast().at(0).toString(), u"2 file(s), 400 B total"_s);
+    QCOMPARE(text.constLast().at(1).value<Qt::TextFormat>(), Qt::PlainText);
+}
+
+QTEST_GUILESS_MAIN(tst_InputScanner)
+#include "tst_inputscanner.moc"
