@@ -66,7 +66,7 @@ void DropOverlay::paintEvent(QPaintEvent *event)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     QColor fill = palette().color(QPalette::Window);
-    fill.setAlpha(235);
+    fill.setAlpha(245);
     QPen pen(palette().color(QPalette::Highlight), 2, Qt::DashLine);
     painter.setPen(pen);
     painter.setBrush(fill);

@@ -149,6 +149,8 @@ void OptionsPanel::buildModes(const ConverterInfo &info, QWidget *parent)
             // Left enabled until the radio is first toggled, so the configuration can be read
             // before Custom is chosen; from then on it follows the radio.
             customEdit->setText(defaultIfcExportConfig());
+            // Show the start of the line: its first settings matter most.
+            customEdit->setCursorPosition(0);
         }
         connect(customRadio, &QRadioButton::toggled, this, [this](bool checked) {
             customEdit->setEnabled(checked);
