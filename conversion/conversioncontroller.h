@@ -3,6 +3,8 @@
 #include "conversion/conversionoptions.h"
 #include "conversion/converterinfo.h"
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QElapsedTimer>
 #include <QList>
 #include <QObject>
@@ -56,6 +58,19 @@ public Q_SLOTS:
 private:
     void startNextFile();
     void killProcess();
+    void onProcessError(QProcess::ProcessError error);
+    // Reads at most maxBytes of output and handles the complete lines in it; true when
+    // more output is already waiting.
+    bool readOutput(qint64 maxBytes);
+    void drainOutput();
+    void splitLines();
+    void handleLine(QByteArrayView bytes);
+    void flushPartialLine();
+    void scheduleOutputRead();
+    void finishCurrentFile(quint64 serial);
+    void releaseBuffers();
+    // The run goes on and the file identified by serial is still the one running.
+    bool isCurrent(quint64 serial) const;
 
     ConverterInfo converter;
     QProcess *process = nullptr;
@@ -73,4 +88,16 @@ private:
     QStringList logBuffer;
     QElapsedTimer runTimer;
     ConversionOptions runOptions;
+    // Bytes of a line whose end has not arrived yet.
+    QByteArray pendingOutput;
+    // The last chunk ended in a carriage return: a line feed opening the next one
+    // belongs to the same line break.
+    bool dropLeadingLineFeed = false;
+    bool readScheduled = false;
+    QElapsedTimer lastFlush;
+    QString flushText;
+    bool splitting = false;
+    // Identifies the file now running, so that deferred work for an earlier file is dropped.
+    quint64 fileSerial = 0;
+    int finishedExitCode = 0;
 };

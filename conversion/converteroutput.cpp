@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QRegularExpression>
+#include <QStringMatcher>
 
 #include <cmath>
 
@@ -13,10 +14,14 @@ ConverterLine interpretConverterLine(const QString &line)
     static const QRegularExpression stagePattern(u"\\[Stage\\]\\s*(.*)"_s);
     static const QRegularExpression startedPattern(u"^-+\\s*Started\\s+(.*?)\\s*\\.{0,3}\\s*$"_s);
 
-    ConverterLine result;
     // Most lines are plain log text: a substring test rules each pattern out before the
-    // regular expression runs, without changing which lines match.
-    if (line.contains(u"Progress:")) {
+    // regular expression runs, without changing which lines match. The matchers skip
+    // ahead by their tables, which is what makes a flood of plain lines cheap.
+    static const QStringMatcher progressTag(u"Progress:");
+    static const QStringMatcher stageTag(u"[Stage]");
+
+    ConverterLine result;
+    if (progressTag.indexIn(line) >= 0) {
         const auto m = progressPattern.match(line);
         if (m.hasMatch()) {
             result.hasProgress = true;
@@ -24,7 +29,7 @@ ConverterLine interpretConverterLine(const QString &line)
             result.filePercent = static_cast<int>(std::round(m.captured(1).toDouble()));
         }
     }
-    if (line.contains(u"[Stage]")) {
+    if (stageTag.indexIn(line) >= 0) {
         const auto m = stagePattern.match(line);
         if (m.hasMatch()) {
             result.hasStage = true;
@@ -47,17 +52,33 @@ QString exitCodeMessage(int exitCode)
     switch (exitCode) {
     case 0: text = QT_TRANSLATE_NOOP("ConverterOutput", "Conversion completed successfully."); break;
     case 1: text = QT_TRANSLATE_NOOP("ConverterOutput", "Input file not found."); break;
-    case 2: text = QT_TRANSLATE_NOOP("ConverterOutput", "File version is not supported by this converter."); break;
+    case 2:
+        text = QT_TRANSLATE_NOOP("ConverterOutput", "File version is not supported by this converter.");
+        break;
     case 3: text = QT_TRANSLATE_NOOP("ConverterOutput", "Invalid arguments passed to converter."); break;
-    case 4: text = QT_TRANSLATE_NOOP("ConverterOutput", "Version restriction: this file requires a newer converter."); break;
-    case 5: text = QT_TRANSLATE_NOOP("ConverterOutput", "No categories specified for custom export mode."); break;
-    case 6: text = QT_TRANSLATE_NOOP("ConverterOutput", "Alert executable not found (Windows community edition)."); break;
+    case 4:
+        text = QT_TRANSLATE_NOOP("ConverterOutput",
+                                 "Version restriction: this file requires a newer converter.");
+        break;
+    case 5:
+        text = QT_TRANSLATE_NOOP("ConverterOutput", "No categories specified for custom export mode.");
+        break;
+    case 6:
+        text =
+            QT_TRANSLATE_NOOP("ConverterOutput", "Alert executable not found (Windows community edition).");
+        break;
     case 7: text = QT_TRANSLATE_NOOP("ConverterOutput", "Date check failed."); break;
     case 8: text = QT_TRANSLATE_NOOP("ConverterOutput", "No arguments provided to converter."); break;
     case 9: text = QT_TRANSLATE_NOOP("ConverterOutput", "File appears to be corrupted or unreadable."); break;
-    case 10: text = QT_TRANSLATE_NOOP("ConverterOutput", "Failed to create 3D view for geometry export."); break;
-    case 11: text = QT_TRANSLATE_NOOP("ConverterOutput", "Output XLSX path is not writable. Check permissions."); break;
-    case 12: text = QT_TRANSLATE_NOOP("ConverterOutput", "Output DAE path is not writable. Check permissions."); break;
+    case 10:
+        text = QT_TRANSLATE_NOOP("ConverterOutput", "Failed to create 3D view for geometry export.");
+        break;
+    case 11:
+        text = QT_TRANSLATE_NOOP("ConverterOutput", "Output XLSX path is not writable. Check permissions.");
+        break;
+    case 12:
+        text = QT_TRANSLATE_NOOP("ConverterOutput", "Output DAE path is not writable. Check permissions.");
+        break;
     case 13: text = QT_TRANSLATE_NOOP("ConverterOutput", "IFC model is null."); break;
     case 14: text = QT_TRANSLATE_NOOP("ConverterOutput", "IFC project not found in file."); break;
     case 15: text = QT_TRANSLATE_NOOP("ConverterOutput", "Invalid argument passed to converter."); break;

@@ -1,0 +1,117 @@
+#include "conversion/converteroutput.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class tst_ConverterOutput : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void exitCodeMessages_data();
+    void exitCodeMessages();
+    void lines_data();
+    void lines();
+};
+
+void tst_ConverterOutput::exitCodeMessages_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("message");
+    QTest::addRow("0") << 0 << u"Conversion completed successfully."_s;
+    QTest::addRow("1") << 1 << u"Input file not found."_s;
+    QTest::addRow("2") << 2 << u"File version is not supported by this converter."_s;
+    QTest::addRow("3 arguments") << 3 << u"Invalid arguments passed to converter."_s;
+    QTest::addRow("4") << 4 << u"Version restriction: this file requires a newer converter."_s;
+    QTest::addRow("5") << 5 << u"No categories specified for custom export mode."_s;
+    QTest::addRow("6") << 6 << u"Alert executable not found (Windows community edition)."_s;
+    QTest::addRow("7") << 7 << u"Date check failed."_s;
+    QTest::addRow("8") << 8 << u"No arguments provided to converter."_s;
+    QTest::addRow("9") << 9 << u"File appears to be corrupted or unreadable."_s;
+    QTest::addRow("10") << 10 << u"Failed to create 3D view for geometry export."_s;
+    QTest::addRow("11") << 11 << u"Output XLSX path is not writable. Check permissions."_s;
+    QTest::addRow("12") << 12 << u"Output DAE path is not writable. Check permissions."_s;
+    QTest::addRow("13") << 13 << u"IFC model is null."_s;
+    QTest::addRow("14") << 14 << u"IFC project not found in file."_s;
+    QTest::addRow("15 argument") << 15 << u"Invalid argument passed to converter."_s;
+    QTest::addRow("99") << 99 << u"Internal error in converter."_s;
+    QTest::addRow("16 falls back") << 16 << u"Converter exited with code 16."_s;
+    QTest::addRow("98 falls back") << 98 << u"Converter exited with code 98."_s;
+    QTest::addRow("100 falls back") << 100 << u"Converter exited with code 100."_s;
+    QTest::addRow("skip marker -3 falls back") << -3 << u"Converter exited with code -3."_s;
+    QTest::addRow("-1 falls back") << -1 << u"Converter exited with code -1."_s;
+}
+
+void tst_ConverterOutput::exitCodeMessages()
+{
+    QFETCH(int, code);
+    QFETCH(QString, message);
+    QCOMPARE(exitCodeMessage(code), message);
+}
+
+void tst_ConverterOutput::lines_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<int>("percent");     // -1: no progress match
+    QTest::addColumn<QString>("stage");   // null: no stage match
+    QTest::addColumn<QString>("started"); // null: no started match
+
+    const QString none;
+    QTest::addRow("12.5 rounds up") << u"Progress: 12.5%"_s << 13 << none << none;
+    QTest::addRow("0.5 rounds away from zero") << u"Progress: 0.5%"_s << 1 << none << none;
+    QTest::addRow("2.5 rounds up, not to even") << u"Progress: 2.5%"_s << 3 << none << none;
+    QTest::addRow("37.49 rounds down") << u"Progress:37.49%"_s << 37 << none << none;
+    QTest::addRow("99.99 gives 100") << u"Progress: 99.99%"_s << 100 << none << none;
+    QTest::addRow("whole number 7") << u"Progress: 7%"_s << 7 << none << none;
+    QTest::addRow("trailing dot") << u"Progress: 5.%"_s << 5 << none << none;
+    QTest::addRow("over 100 is not capped") << u"Progress: 150%"_s << 150 << none << none;
+    QTest::addRow(".5 needs a leading digit") << u"Progress: .5%"_s << -1 << none << none;
+    QTest::addRow("text around progress") << u"[Info] Progress: 40% done"_s << 40 << none << none;
+    QTest::addRow("no percent sign") << u"Progress: 40"_s << -1 << none << none;
+    QTest::addRow("lower-case progress") << u"progress: 40%"_s << -1 << none << none;
+    QTest::addRow("negative is not progress") << u"Progress: -5%"_s << -1 << none << none;
+    QTest::addRow("ANSI-coloured progress") << u"\x1b[36mProgress: 64.2%\x1b[0m"_s << 64 << none << none;
+
+    QTest::addRow("stage") << u"[Stage] Exporting geometry"_s << -1 << u"Exporting geometry"_s << none;
+    QTest::addRow("stage inside text")
+        << u"12:00 [Stage]   Writing sheets"_s << -1 << u"Writing sheets"_s << none;
+    QTest::addRow("bare stage tag: empty stage") << u"[Stage]"_s << -1 << u""_s << none;
+    QTest::addRow("stage tag is case-sensitive") << u"[stage] Writing"_s << -1 << none << none;
+
+    QTest::addRow("started with ellipsis")
+        << u"---- Started Export of elements ..."_s << -1 << none << u"Export of elements"_s;
+    QTest::addRow("started, dots glued")
+        << u"--- Started Loading model..."_s << -1 << none << u"Loading model"_s;
+    QTest::addRow("started with empty capture") << u"--- Started ..."_s << -1 << none << u""_s;
+    QTest::addRow("dashes and Started alone") << u"---- Started"_s << -1 << none << none;
+    QTest::addRow("four dots keep one") << u"- Started Load...."_s << -1 << none << u"Load."_s;
+    QTest::addRow("started needs leading dashes") << u"x--- Started Load"_s << -1 << none << none;
+    QTest::addRow("started needs a space after it") << u"---Started"_s << -1 << none << none;
+
+    QTest::addRow("stage and progress on one line")
+        << u"[Stage] Export Progress: 50%"_s << 50 << u"Export Progress: 50%"_s << none;
+    QTest::addRow("started and progress on one line")
+        << u"-- Started Progress: 20%"_s << 20 << none << u"Progress: 20%"_s;
+    QTest::addRow("plain text") << u"[INFO] Processing element 42 of 100"_s << -1 << none << none;
+}
+
+void tst_ConverterOutput::lines()
+{
+    QFETCH(QString, line);
+    QFETCH(int, percent);
+    QFETCH(QString, stage);
+    QFETCH(QString, started);
+
+    const ConverterLine result = interpretConverterLine(line);
+    QCOMPARE(result.hasProgress, percent >= 0);
+    if (percent >= 0)
+        QCOMPARE(result.filePercent, percent);
+    QCOMPARE(result.hasStage, !stage.isNull());
+    QCOMPARE(result.stage, stage.isNull() ? QString() : stage);
+    QCOMPARE(result.hasStarted, !started.isNull());
+    QCOMPARE(result.started, started.isNull() ? QString() : started);
+}
+
+QTEST_GUILESS_MAIN(tst_ConverterOutput)
+#include "tst_converteroutput.moc"
