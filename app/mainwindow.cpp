@@ -1,0 +1,1039 @@
+#include "app/mainwindow.h"
+
+#include "app/settingsdialog.h"
+#include "app/settingskeys.h"
+#include "app/theme.h"
+#include "conversion/conversioncontroller.h"
+#include "conversion/conversionoptions.h"
+#include "conversion/converteroutput.h"
+#include "input/inputpanel.h"
+#include "input/inputscanner.h"
+#include "input/recentfiles.h"
+#include "online/bannerwidget.h"
+#include "online/deployment.h"
+#include "online/infopanel.h"
+#include "online/updatedialogs.h"
+#include "options/exportformatspanel.h"
+#include "options/fileversionspanel.h"
+#include "options/optionspanel.h"
+#include "options/outputpanel.h"
+#include "progress/batchpanel.h"
+#include "progress/progresspanel.h"
+#include "progress/tabpulseanimator.h"
+#include "progress/toastwidget.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QContextMenuEvent>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QDir>
+#include <QFileInfo>
+#include <QFont>
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QIcon>
+#include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QSettings>
+#include <QShortcut>
+#include <QStatusBar>
+#include <QStyle>
+#include <QSystemTrayIcon>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QIcon icon(const QString &name)
+{
+    return QIcon(u":/res/style/icons/"_s + name + u".png"_s);
+}
+
+QStringList absolutePaths(const QFileInfoList &files)
+{
+    QStringList paths;
+    paths.reserve(files.size());
+    for (const QFileInfo &file : files)
+        paths.append(file.absoluteFilePath());
+    return paths;
+}
+
+QScrollArea *frameless(QWidget *content, QWidget *parent)
+{
+    auto *area = new QScrollArea(parent);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidget(content);
+    return area;
+}
+
+} // namespace
+
+MainWindow::MainWindow(const ConverterInfo &converterInfo, QWidget *parent)
+    : QMainWindow(parent)
+    , converter(converterInfo)
+    , settings(new QSettings(SettingsKeys::organisationName(), converterInfo.displayName, this))
+    , controller(new ConversionController(this))
+    , messageBoxes(MessageBoxes::native())
+    , urlOpener([](const QUrl &url) { return QDesktopServices::openUrl(url); })
+{
+    if (objectName().isEmpty())
+        setObjectName(u"MainWindow"_s);
+    fontFamily = loadInterfaceFont();
+    QFont interfaceFont = QApplication::font();
+    interfaceFont.setFamily(fontFamily);
+    setFont(interfaceFont);
+    // A style sheet stops fonts from passing from a widget to its children, so the family
+    // is also made the application's default, which the sheets build on.
+    QApplication::setFont(interfaceFont);
+    setWindowTitle(converter.displayName);
+    setMinimumSize(900, 600);
+    QIcon appIcon;
+    for (const int size : {16, 32, 48, 64, 128, 256})
+        appIcon.addFile(u":/app/icons/kvtconverter-%1.png"_s.arg(size), QSize(size, size));
+    setWindowIcon(appIcon);
+    controller->setConverter(converter);
+    scanner = new InputScanner(this);
+
+    central = new QWidget(this);
+    central->setObjectName(u"centralWidget"_s);
+    auto *centralLayout = new QVBoxLayout(central);
+    centralLayout->setContentsMargins(10, 5, 10, 5);
+    centralLayout->addWidget(buildHeader());
+
+    auto *body = new QGridLayout;
+    body->setColumnStretch(0, 1);
+    body->setColumnStretch(1, 1);
+    body->setRowStretch(0, 1);
+    body->setRowStretch(1, 0);
+    body->addWidget(buildLeftColumn(), 0, 0, 2, 1);
+    body->addLayout(buildRightColumn(), 0, 1);
+    body->addLayout(buildRunBar(), 1, 1);
+    centralLayout->addLayout(body, 1);
+    setCentralWidget(central);
+
+    buildMenus();
+    buildTrayIcon();
+    connectSignals();
+    buildShortcuts();
+    inputPanel->setRecentFilesMenu(recentFilesMenu);
+    statusBar()->showMessage(tr("Ready"));
+    restoreRememberedFolders();
+    restoreWindowGeometry();
+
+    toast = new ToastWidget(this);
+    toast->setObjectName(u"toast"_s);
+    tabPulse->setDarkTheme(isDarkTheme(*settings, systemPrefersDark));
+
+    // Nothing online happens before the window is up: the update check and the banners wait.
+    QTimer::singleShot(3000, this,
+                       [this] { UpdateDialogs::startAutomaticCheck(settings, converter.id, this); });
+    QTimer::singleShot(2000, bannerWidget, &BannerWidget::startFetch);
+}
+
+MainWindow::~MainWindow() = default;
+
+QWidget *MainWindow::buildHeader()
+{
+    auto *header = new QWidget(central);
+    header->setObjectName(u"headerStrip"_s);
+    auto *layout = new QHBoxLayout(header);
+    layout->setContentsMargins(0, 0, 0, 4);
+    auto *logo = new QLabel(header);
+    logo->setObjectName(u"headerLogo"_s);
+    logo->setPixmap(QPixmap(u":/res/png/title_left_side.png"_s));
+    layout->addWidget(logo);
+    layout->addStretch(1);
+    // The converter's own title picture on the right says which converter this build drives.
+    auto *title = new QLabel(header);
+    title->setObjectName(u"headerTitle"_s);
+    title->setPixmap(QPixmap(converter.titleImage));
+    layout->addWidget(title);
+    return header;
+}
+
+QWidget *MainWindow::buildLeftColumn()
+{
+    auto *content = new QWidget;
+    content->setObjectName(u"leftColumn"_s);
+    auto *layout = new QVBoxLayout(content);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+
+    inputPanel = new InputPanel(settings, content);
+    inputPanel->setConverter(converter);
+    inputPanel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    layout->addWidget(inputPanel);
+
+    exportFormatsPanel = new ExportFormatsPanel(content);
+    exportFormatsPanel->setConverter(converter);
+    layout->addWidget(exportFormatsPanel);
+
+    fileVersionsPanel = new FileVersionsPanel(content);
+    fileVersionsPanel->setConverter(converter);
+    layout->addWidget(fileVersionsPanel);
+
+    auto *promotions = new QHBoxLayout;
+    promotions->setSpacing(4);
+    infoPanel = new InfoPanel(content);
+    bannerWidget = new BannerWidget(settings, content);
+    bannerWidget->setConverter(converter);
+    promotions->addWidget(infoPanel, 1);
+    promotions->addWidget(bannerWidget, 1);
+    layout->addLayout(promotions);
+    layout->addStretch();
+
+    return frameless(content, central);
+}
+
+QLayout *MainWindow::buildRightColumn()
+{
+    auto *column = new QVBoxLayout;
+
+    outputPanel = new OutputPanel(settings, central);
+    outputPanel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    column->addWidget(outputPanel);
+
+    tabWidget = new QTabWidget(central);
+    tabWidget->setObjectName(u"mainTabs"_s);
+    tabWidget->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+
+    optionsPanel = new OptionsPanel;
+    optionsPanel->setConverter(converter);
+    tabWidget->addTab(frameless(optionsPanel, tabWidget), icon(u"sliders-horizontal"_s), tr("Settings"));
+
+    progressPanel = new ProgressPanel(tabWidget);
+    logTabIndex = tabWidget->addTab(progressPanel, icon(u"scroll-text"_s), tr("Log"));
+
+    // The batch table has no room of its own for "Retry Failed", so the tab holds the
+    // table with a row for it underneath.
+    auto *filesPage = new QWidget(tabWidget);
+    filesPage->setObjectName(u"filesPage"_s);
+    auto *filesLayout = new QVBoxLayout(filesPage);
+    filesLayout->setContentsMargins(0, 0, 0, 0);
+    batchPanel = new BatchPanel(filesPage);
+    filesLayout->addWidget(batchPanel, 1);
+    retryButton = new QPushButton(icon(u"refresh-cw"_s), tr("Retry Failed"), filesPage);
+    retryButton->setObjectName(u"retryFailedButton"_s);
+    retryButton->setToolTip(tr("Convert the failed, stopped and canceled files again"));
+    retryButton->hide();
+    auto *retryRow = new QHBoxLayout;
+    retryRow->addStretch();
+    retryRow->addWidget(retryButton);
+    filesLayout->addLayout(retryRow);
+    filesTabIndex = tabWidget->addTab(filesPage, icon(u"list"_s), tr("Files"));
+    column->addWidget(tabWidget, 1);
+
+    tabPulse = new TabPulseAnimator(tabWidget, settings, this);
+    return column;
+}
+
+QLayout *MainWindow::buildRunBar()
+{
+    auto *bar = new QVBoxLayout;
+
+    startButton = new QPushButton(icon(u"play-white"_s), tr("START"), central);
+    startButton->setObjectName(u"startButton"_s);
+    startButton->setIconSize(QSize(18, 18));
+    startButton->setToolTip(tr("Start conversion (Ctrl+Enter)"));
+    startButton->setProperty("buttonRole", u"start"_s);
+    bar->addWidget(startButton);
+
+    auto *hint = new QLabel(tr("Ctrl+Enter to start · Esc to stop"), central);
+    hint->setObjectName(u"runHintLabel"_s);
+    hint->setProperty("textRole", u"secondary"_s);
+    hint->setAlignment(Qt::AlignCenter);
+    bar->addWidget(hint);
+
+    progressBar = new QProgressBar(central);
+    progressBar->setObjectName(u"progressBar"_s);
+    progressBar->setRange(0, 100);
+    progressBar->setValue(0);
+    progressBar->setAlignment(Qt::AlignCenter);
+    bar->addWidget(progressBar);
+
+    progressTextLabel = new QLabel(central);
+    progressTextLabel->setObjectName(u"progressTextLabel"_s);
+    progressTextLabel->setProperty("textRole", u"secondary"_s);
+    progressTextLabel->setAlignment(Qt::AlignCenter);
+    bar->addWidget(progressTextLabel);
+
+    openOutputFolderButton = new QPushButton(icon(u"external-link"_s), tr("Open Output Folder"), central);
+    openOutputFolderButton->setObjectName(u"openOutputFolderButton"_s);
+    openOutputFolderButton->setFlat(true);
+    openOutputFolderButton->setCursor(Qt::PointingHandCursor);
+    openOutputFolderButton->setProperty("buttonRole", u"link"_s);
+    openOutputFolderButton->hide();
+    bar->addWidget(openOutputFolderButton, 0, Qt::AlignHCenter);
+
+    refreshTimer = new QTimer(this);
+    refreshTimer->setInterval(RunFlow::refreshIntervalMs);
+    stopFollowUpTimer = new QTimer(this);
+    stopFollowUpTimer->setSingleShot(true);
+    stopFollowUpTimer->setInterval(RunFlow::stopFollowUpMs);
+    return bar;
+}
+
+void MainWindow::buildMenus()
+{
+    QMenu *fileMenu = menuBar()->addMenu(tr("&File"));
+    openFileAction = fileMenu->addAction(icon(u"file-text"_s), tr("Open &File..."));
+    openFileAction->setShortcut(QKeySequence::Open);
+    connect(openFileAction, &QAction::triggered, inputPanel, &InputPanel::onBrowseFile);
+    openFolderAction = fileMenu->addAction(icon(u"folder-open"_s), tr("Open F&older..."));
+    openFolderAction->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+    connect(openFolderAction, &QAction::triggered, inputPanel, &InputPanel::onBrowseFolder);
+    fileMenu->addSeparator();
+    recentFilesMenu = fileMenu->addMenu(icon(u"history"_s), tr("&Recent Files"));
+    recentFilesMenu->setObjectName(u"recentFilesMenu"_s);
+    fileMenu->addSeparator();
+    openOutputFolderAction = fileMenu->addAction(icon(u"folder-output"_s), tr("Open &Output Folder"));
+    connect(openOutputFolderAction, &QAction::triggered, this, &MainWindow::openOutputFolder);
+    fileMenu->addSeparator();
+    QAction *exitAction = fileMenu->addAction(icon(u"log-out"_s), tr("E&xit"));
+    exitAction->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
+    // Through close(), so a running conversion is confirmed as for the title bar's button.
+    connect(exitAction, &QAction::triggered, this, &QWidget::close);
+
+    QMenu *settingsMenu = menuBar()->addMenu(tr("&Settings"));
+    QAction *preferences = settingsMenu->addAction(icon(u"settings"_s), tr("&Preferences..."));
+    preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    connect(preferences, &QAction::triggered, this, &MainWindow::openPreferences);
+
+    QMenu *helpMenu = menuBar()->addMenu(tr("&Help"));
+    connect(helpMenu->addAction(icon(u"list"_s), tr("Keyboard &Shortcuts")), &QAction::triggered, this,
+            [this] {
+                QDialog *dialog = createShortcutsDialog();
+                dialog->exec();
+                delete dialog;
+            });
+    helpMenu->addSeparator();
+    connect(helpMenu->addAction(icon(u"info"_s), tr("&About KVT")), &QAction::triggered, this, [this] {
+        QMessageBox *about = createAboutDialog();
+        about->exec();
+        delete about;
+    });
+    connect(helpMenu->addAction(icon(u"refresh-cw"_s), tr("Check for &Updates")), &QAction::triggered, this,
+            [this] { UpdateDialogs::startManualCheck(converter.id, this); });
+
+    recentFiles = new RecentFiles(recentFilesMenu, converter.id, settings, this);
+
+    retryAction = new QAction(icon(u"refresh-cw"_s), tr("Retry Failed"), this);
+    retryAction->setObjectName(u"retryFailedAction"_s);
+    retryAction->setToolTip(tr("Convert the failed, stopped and canceled files again"));
+    connect(retryAction, &QAction::triggered, this, &MainWindow::onRetryFailed);
+}
+
+void MainWindow::buildTrayIcon()
+{
+    // Many desktops have no tray; the window then works the same, without the end message.
+    if (!QSystemTrayIcon::isSystemTrayAvailable())
+        return;
+    trayIcon = new QSystemTrayIcon(windowIcon(), this);
+    trayIcon->setToolTip(converter.displayName);
+    connect(trayIcon, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason != QSystemTrayIcon::Trigger)
+            return;
+        showNormal();
+        activateWindow();
+    });
+    trayIcon->show();
+}
+
+void MainWindow::connectSignals()
+{
+    connect(controller, &ConversionController::fileStarted, batchPanel, &BatchPanel::onFileStarted);
+    connect(controller, &ConversionController::fileFinished, batchPanel, &BatchPanel::onFileFinished);
+    connect(controller, &ConversionController::logOutput, progressPanel, &ProgressPanel::appendLog);
+    connect(controller, &ConversionController::fileStarted, this, &MainWindow::onFileStarted);
+    connect(controller, &ConversionController::fileFinished, this, &MainWindow::onFileFinished);
+    connect(controller, &ConversionController::errorOccurred, this, &MainWindow::onErrorOccurred);
+    connect(controller, &ConversionController::allDone, this, &MainWindow::onAllDone);
+    connect(controller, &ConversionController::progressUpdated, this,
+            [this](int overallPercent, int) { setProgress(overallPercent); });
+    connect(controller, &ConversionController::stageChanged, this, [this](const QString &stage) {
+        currentStage = stage;
+        refreshProgressTexts();
+    });
+
+    connect(inputPanel, &InputPanel::inputChanged, this, &MainWindow::onInputChanged);
+    connect(inputPanel, &InputPanel::multipleFilesSelected, this,
+            [this] { tabWidget->setCurrentIndex(filesTabIndex); });
+    connect(scanner, &InputScanner::scanComplete, this, &MainWindow::onScanComplete);
+    connect(scanner, &InputScanner::infoTextChanged, inputPanel, &InputPanel::setInfoText);
+
+    connect(batchPanel, &BatchPanel::activeFilesChanged, this, &MainWindow::onActiveFilesChanged);
+    connect(batchPanel, &BatchPanel::convertNextRequested, this, &MainWindow::onConvertNext);
+    connect(batchPanel, &BatchPanel::fileExcludedDuringConversion, controller,
+            &ConversionController::removeFromQueue);
+    connect(batchPanel, &BatchPanel::skipCurrentRequested, controller, &ConversionController::skipCurrent);
+    connect(batchPanel, &BatchPanel::jumpToLogError, this, [this](const QString &fileName) {
+        tabWidget->setCurrentIndex(logTabIndex);
+        progressPanel->searchFor(fileName);
+    });
+    connect(batchPanel, &BatchPanel::filesCleared, this,
+            [this] { toast->showMessage(tr("File list cleared"), 2000); });
+
+    connect(progressPanel, &ProgressPanel::logSaved, this, [this](const QString &path) {
+        toast->showMessage(tr("Log saved to %1").arg(QFileInfo(path).fileName()), 3000);
+    });
+    connect(progressPanel, &ProgressPanel::logCleared, this, [this] {
+        if (!clearingLogForRun)
+            toast->showMessage(tr("Log cleared"), 2000);
+    });
+
+    connect(startButton, &QPushButton::clicked, this, [this] {
+        if (running)
+            onStopRequested();
+        else
+            onStartRequested();
+    });
+    connect(openOutputFolderButton, &QPushButton::clicked, this, &MainWindow::openOutputFolder);
+    connect(retryButton, &QPushButton::clicked, this, &MainWindow::onRetryFailed);
+    connect(refreshTimer, &QTimer::timeout, this, &MainWindow::refreshProgressTexts);
+    connect(stopFollowUpTimer, &QTimer::timeout, this, &MainWindow::onStopFollowUp);
+    connect(tabWidget, &QTabWidget::currentChanged, this, &MainWindow::onTabChanged);
+    connect(recentFiles, &RecentFiles::fileSelected, this, &MainWindow::onRecentFileSelected);
+
+    // The batch table's own menu gains "Retry Failed"; its viewport's context-menu event
+    // is taken here before the table turns it into its own menu.
+    batchPanel->table()->viewport()->installEventFilter(this);
+}
+
+void MainWindow::buildShortcuts()
+{
+    const auto startIfIdle = [this] {
+        if (!controller->isRunning())
+            onStartRequested();
+    };
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return), this), &QShortcut::activated, this,
+            startIfIdle);
+    // The keypad's Enter is the same request to the user.
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Enter), this), &QShortcut::activated, this,
+            startIfIdle);
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, [this] {
+        if (controller->isRunning())
+            onStopRequested();
+    });
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_F), this), &QShortcut::activated, this, [this] {
+        tabWidget->setCurrentIndex(logTabIndex);
+        progressPanel->showSearchBar();
+    });
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_L), this), &QShortcut::activated, progressPanel,
+            &ProgressPanel::clearLog);
+    connect(new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_S), this), &QShortcut::activated, progressPanel,
+            &ProgressPanel::saveLogToFile);
+}
+
+void MainWindow::restoreRememberedFolders()
+{
+    const QString inputDir = settings->value(SettingsKeys::lastInputDir(converter.id)).toString();
+    if (!inputDir.isEmpty())
+        inputPanel->setFolderPath(inputDir);
+    const QString outputDir = settings->value(SettingsKeys::lastOutputDir(converter.id)).toString();
+    if (!outputDir.isEmpty())
+        outputPanel->setOutputDir(outputDir);
+}
+
+void MainWindow::restoreWindowGeometry()
+{
+    const QByteArray geometry = settings->value(SettingsKeys::windowGeometry()).toByteArray();
+    if (!geometry.isEmpty() && restoreGeometry(geometry))
+        return;
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect frame = RunFlow::defaultGeometry(screen->availableGeometry());
+    resize(frame.size());
+    move(frame.topLeft());
+}
+
+void MainWindow::setMessageBoxes(MessageBoxes boxes)
+{
+    messageBoxes = std::move(boxes);
+}
+
+void MainWindow::setUrlOpener(UrlOpener opener)
+{
+    urlOpener = std::move(opener);
+}
+
+void MainWindow::showError(const QString &text)
+{
+    if (messageBoxes.showError)
+        messageBoxes.showError(this, text);
+}
+
+QMessageBox::StandardButton MainWindow::ask(const QString &text, QMessageBox::StandardButtons buttons,
+                                            QMessageBox::StandardButton defaultButton)
+{
+    return messageBoxes.ask ? messageBoxes.ask(this, text, buttons, defaultButton) : QMessageBox::NoButton;
+}
+
+InputMode MainWindow::inputMode() const
+{
+    if (inputPanel->isFolderMode())
+        return InputMode::Folder;
+    if (inputPanel->isMultipleMode())
+        return InputMode::MultipleFiles;
+    return InputMode::SingleFile;
+}
+
+void MainWindow::openPaths(const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    const RunFlow::PathSelection selection = RunFlow::selectPaths(paths, converter.extensions);
+    if (!selection.folder.isEmpty()) {
+        inputPanel->setFolderPath(selection.folder);
+        inputPanel->setFolderMode();
+    } else if (selection.files.size() == 1) {
+        inputPanel->setFilePath(selection.files.constFirst().absoluteFilePath());
+        inputPanel->setSingleFileMode();
+    } else if (selection.files.size() > 1) {
+        inputPanel->setMultipleMode();
+        inputPanel->setSelectedFiles(selection.files);
+        batchPanel->setFiles(selection.files);
+        tabWidget->setCurrentIndex(filesTabIndex);
+        return;
+    } else {
+        return;
+    }
+    // The path setters are silent and the mode may not have changed: scan explicitly.
+    onInputChanged();
+}
+
+void MainWindow::onInputChanged()
+{
+    if (inputPanel->isMultipleMode()) {
+        scanner->setFileList(inputPanel->selectedFiles());
+    } else {
+        const bool single = inputPanel->isSingleFileMode();
+        scanner->startScan(single ? inputPanel->filePath() : inputPanel->folderPath(),
+                           converterNameFilters(converter), single, inputPanel->includeSubfolders());
+    }
+    updateTabPulse();
+}
+
+void MainWindow::onScanComplete(const QFileInfoList &files)
+{
+    // A scan that ends after a run has begun must not replace the run's table.
+    if (running)
+        return;
+    batchPanel->setFiles(files);
+}
+
+void MainWindow::onActiveFilesChanged()
+{
+    scanner->refreshSummary(batchPanel->activeFiles());
+    updateTabPulse();
+    updateRetryAction();
+}
+
+void MainWindow::onRecentFileSelected(const QString &path)
+{
+    if (running)
+        return;
+    if (QFileInfo(path).isDir()) {
+        inputPanel->setFolderPath(path);
+        inputPanel->setFolderMode();
+    } else {
+        inputPanel->setFilePath(path);
+        inputPanel->setSingleFileMode();
+    }
+    onInputChanged();
+}
+
+bool MainWindow::prepareOutputFolder()
+{
+    if (outputPanel->isSameAsProject())
+        return true;
+    const QString outputDir = outputPanel->outputDir();
+    if (outputDir.isEmpty()) {
+        showError(RunFlow::missingOutputMessage());
+        return false;
+    }
+    // A folder that cannot be made is left to the converter, which names the path it cannot write.
+    QDir().mkpath(outputDir);
+    return true;
+}
+
+void MainWindow::onStartRequested()
+{
+    if (running)
+        return;
+    if (!prepareOutputFolder())
+        return;
+
+    const QFileInfoList active = batchPanel->activeFiles();
+    if (active.isEmpty()) {
+        showError(RunFlow::missingInputMessage(inputMode(), inputPanel->filePath(), inputPanel->folderPath(),
+                                               inputPanel->selectedFiles().size()));
+        return;
+    }
+
+    if (settings->value(SettingsKeys::confirmBeforeStart(), SettingsKeys::defaultConfirmBeforeStart)
+            .toBool()) {
+        const QString mode = OptionsPanel::modeLabel(optionsPanel->exportMode(), converter.id);
+        if (ask(RunFlow::confirmationText(active, mode), QMessageBox::Yes | QMessageBox::Cancel,
+                QMessageBox::Yes) != QMessageBox::Yes)
+            return;
+    }
+
+    saveRememberedState();
+    recentFiles->add(
+        RunFlow::recentEntry(inputMode(), inputPanel->filePath(), inputPanel->folderPath(), active));
+
+    tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(0));
+    openOutputFolderButton->hide();
+    batchPanel->prepareForConversion();
+    const QFileInfoList files = batchPanel->activeFiles();
+    if (files.isEmpty()) {
+        batchPanel->onConversionFinished();
+        return;
+    }
+    runFiles(files);
+}
+
+void MainWindow::onRetryFailed()
+{
+    if (running || controller->isRunning() || retryableFiles().isEmpty())
+        return;
+    if (!prepareOutputFolder())
+        return;
+
+    tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(0));
+    openOutputFolderButton->hide();
+    batchPanel->resetFailedForRetry();
+    const QFileInfoList files = batchFiles({FileStatus::Pending});
+    batchPanel->prepareForRetry();
+    if (files.isEmpty()) {
+        batchPanel->onConversionFinished();
+        return;
+    }
+    runFiles(files);
+}
+
+ConversionOptions MainWindow::gatherOptions() const
+{
+    ConversionOptions options;
+    options.boundingBox = optionsPanel->addBoundingBox();
+    options.rooms = optionsPanel->addRoomData();
+    options.viewMap = optionsPanel->includeViewMapping();
+    options.extendedParents = optionsPanel->includeExtendedParents();
+    options.schedules = optionsPanel->exportSchedules();
+    options.sheetsToPdf = optionsPanel->exportSheetsToPdf();
+    options.skipXlsx = exportFormatsPanel->isXlsxUnchecked();
+    options.skipDae = exportFormatsPanel->isColladaUnchecked();
+    options.forcePath = optionsPanel->useExactOutputPath();
+    options.mode = optionsPanel->exportMode();
+    options.categories = optionsPanel->customCategoriesFile();
+    options.config = optionsPanel->ifcExportConfig();
+    return options;
+}
+
+void MainWindow::runFiles(const QFileInfoList &files)
+{
+    const ConversionOptions options = gatherOptions();
+
+    scanner->stopWatching();
+    clearingLogForRun = true;
+    progressPanel->clearLog();
+    clearingLogForRun = false;
+    // A new run starts neutral; the last run's green or red belongs to its summary.
+    progressBar->setProperty("barRole", QVariant());
+    progressTextLabel->setProperty("textRole", u"secondary"_s);
+    repolish(progressBar);
+    repolish(progressTextLabel);
+    stopFollowUpTimer->stop();
+    currentFileNumber = 0;
+    totalFileCount = 0;
+    currentFileName.clear();
+    currentStage.clear();
+    setRunningState(true);
+    setProgress(5);
+
+    runTimer.start();
+    refreshTimer->start();
+    tabWidget->setCurrentIndex(logTabIndex);
+    tabPulse->setAlert(false);
+    updateTabPulse();
+
+    const QString outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
+    controller->start(absolutePaths(files), options, outputDir);
+}
+
+void MainWindow::setRunningState(bool runningNow)
+{
+    running = runningNow;
+    if (!running)
+        refreshTimer->stop();
+
+    if (running) {
+        startButton->setIcon(icon(u"square-white"_s));
+        startButton->setText(tr("STOP"));
+        startButton->setToolTip(tr("Cancel conversion (Escape)"));
+        startButton->setProperty("buttonRole", u"stop"_s);
+    } else {
+        startButton->setIcon(icon(u"play-white"_s));
+        startButton->setText(tr("START"));
+        startButton->setToolTip(tr("Start conversion (Ctrl+Enter)"));
+        startButton->setProperty("buttonRole", u"start"_s);
+    }
+    repolish(startButton);
+
+    const QString toolTip = running ? tr("Disabled while conversion is running") : QString();
+    for (QWidget *panel :
+         {static_cast<QWidget *>(inputPanel), static_cast<QWidget *>(outputPanel),
+          static_cast<QWidget *>(optionsPanel), static_cast<QWidget *>(exportFormatsPanel)}) {
+        panel->setEnabled(!running);
+        panel->setToolTip(toolTip);
+    }
+    if (!running)
+        exportFormatsPanel->reapplyLocks();
+    // The input may not change under a running batch.
+    openFileAction->setEnabled(!running);
+    openFolderAction->setEnabled(!running);
+    recentFilesMenu->setEnabled(!running);
+    updateRetryAction();
+}
+
+void MainWindow::setProgress(int percent)
+{
+    progressBar->setValue(std::clamp(percent, 0, 100));
+    refreshProgressTexts();
+}
+
+void MainWindow::refreshProgressTexts()
+{
+    if (!running) {
+        setWindowTitle(converter.displayName);
+        progressTextLabel->clear();
+        return;
+    }
+    const QString elapsed =
+        RunFlow::elapsedText(runTimer.isValid(), runTimer.isValid() ? runTimer.elapsed() : 0);
+    setWindowTitle(
+        RunFlow::windowTitle(converter.displayName, progressBar->value(), currentFileNumber, totalFileCount));
+    if (totalFileCount >= 1 && !currentFileName.isEmpty())
+        progressTextLabel->setText(
+            RunFlow::progressText(currentFileNumber, totalFileCount, currentFileName, currentStage, elapsed));
+    statusBar()->showMessage(RunFlow::statusText(currentFileNumber, totalFileCount, elapsed));
+}
+
+void MainWindow::onFileStarted(int number, int total, const QString &filePath)
+{
+    currentStage.clear();
+    currentFileNumber = number;
+    totalFileCount = total;
+    currentFileName = QFileInfo(filePath).fileName();
+    refreshProgressTexts();
+}
+
+void MainWindow::onFileFinished(int, int exitCode, const QString &filePath)
+{
+    currentStage.clear();
+    const QString name = QFileInfo(filePath).fileName();
+    // The converter's last lines are still buffered; they belong above our verdict.
+    if (exitCode > 0 || exitCode == skippedExitCode)
+        controller->onLogFlush();
+    if (exitCode > 0)
+        progressPanel->appendLog(RunFlow::fileErrorLine(name, exitCode));
+    else if (exitCode == skippedExitCode)
+        progressPanel->appendLog(RunFlow::skippedLine(name));
+}
+
+void MainWindow::onErrorOccurred(int exitCode, const QString &fileName)
+{
+    controller->onLogFlush();
+    progressPanel->appendLog(RunFlow::fileErrorLine(fileName, exitCode));
+}
+
+void MainWindow::onConvertNext(const QString &filePath)
+{
+    if (!controller->isRunning())
+        return;
+    controller->convertNext(filePath);
+}
+
+void MainWindow::onAllDone(int successCount, int failCount, int skipCount)
+{
+    setRunningState(false);
+    updateTabPulse();
+    setProgress(100);
+    showSummary(successCount, failCount, skipCount);
+    batchPanel->onConversionFinished();
+    openOutputFolderButton->show();
+    setWindowTitle(converter.displayName);
+    statusBar()->showMessage(tr("Ready"));
+    updateRetryAction();
+
+    const QString duration =
+        RunFlow::elapsedText(runTimer.isValid(), runTimer.isValid() ? runTimer.elapsed() : 0);
+    const RunFlow::Notice notice = RunFlow::endToast(successCount, failCount, skipCount, duration);
+    toast->showMessage(notice.text, notice.durationMs);
+
+    if (trayIcon && !isActiveWindow()) {
+        const RunFlow::TrayNotice tray = RunFlow::endTrayNotice(successCount, failCount, skipCount);
+        trayIcon->showMessage(converter.displayName, tray.text, tray.icon, 5000);
+    }
+    if (outputPanel->openFolderAfterConversion())
+        openOutputFolder();
+}
+
+void MainWindow::showSummary(int successCount, int failCount, int skipCount)
+{
+    const RunFlow::Summary summary = RunFlow::summary(successCount, failCount, skipCount);
+    progressTextLabel->setText(summary.text);
+    progressTextLabel->setProperty("textRole", summary.role);
+    progressBar->setProperty("barRole", summary.role);
+    repolish(progressTextLabel);
+    repolish(progressBar);
+    tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(failCount));
+}
+
+void MainWindow::onStopRequested()
+{
+    if (!controller->isRunning())
+        return;
+    if (ask(tr("Are you sure you want to stop the process?"), QMessageBox::Yes | QMessageBox::No,
+            QMessageBox::No) != QMessageBox::Yes)
+        return;
+
+    startButton->setText(tr("STOPPING..."));
+    startButton->setProperty("buttonRole", u"stopping"_s);
+    startButton->setEnabled(false);
+    repolish(startButton);
+    // Stopping may wait for the converter to die; show the new state before that.
+    startButton->repaint();
+
+    controller->stop();
+    batchPanel->onCancelled();
+    tabPulse->setAlert(true);
+    updateTabPulse();
+    stopFollowUpTimer->start();
+    refreshTimer->stop();
+    setWindowTitle(converter.displayName);
+    setRunningState(false);
+    startButton->setEnabled(true);
+    progressPanel->appendLog(tr("Conversion cancelled by user."));
+    statusBar()->showMessage(tr("Conversion cancelled."), 5000);
+}
+
+void MainWindow::onStopFollowUp()
+{
+    // Five seconds after a stop the run bar goes back to rest, unless a new run began.
+    if (running)
+        return;
+    progressBar->setValue(0);
+    progressTextLabel->clear();
+}
+
+void MainWindow::openOutputFolder()
+{
+    const QString folder = RunFlow::outputFolderToOpen(outputPanel->isSameAsProject(), inputMode(),
+                                                       inputPanel->filePath(), inputPanel->folderPath(),
+                                                       inputPanel->selectedFiles(), outputPanel->outputDir());
+    if (!folder.isEmpty() && urlOpener)
+        urlOpener(QUrl::fromLocalFile(folder));
+}
+
+void MainWindow::saveRememberedState()
+{
+    const QString inputDir = RunFlow::rememberedInputDir(
+        inputMode(), inputPanel->filePath(), inputPanel->folderPath(), inputPanel->selectedFiles());
+    if (!inputDir.isEmpty())
+        settings->setValue(SettingsKeys::lastInputDir(converter.id), inputDir);
+    const QString outputDir = outputPanel->outputDir();
+    if (!outputDir.isEmpty())
+        settings->setValue(SettingsKeys::lastOutputDir(converter.id), outputDir);
+    settings->setValue(SettingsKeys::windowGeometry(), saveGeometry());
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    if (controller->isRunning()) {
+        if (ask(tr("A conversion is in progress. Quit anyway?"), QMessageBox::Yes | QMessageBox::No,
+                QMessageBox::No) != QMessageBox::Yes) {
+            event->ignore();
+            return;
+        }
+        controller->stop();
+    }
+    saveRememberedState();
+    settings->sync();
+    event->accept();
+}
+
+void MainWindow::updateTabPulse()
+{
+    const bool hasFileList = !inputPanel->isSingleFileMode() && !batchPanel->activeFiles().isEmpty();
+    tabPulse->update(running, hasFileList, tabWidget->currentIndex(), settingsTabIndex, logTabIndex,
+                     filesTabIndex);
+}
+
+void MainWindow::onTabChanged()
+{
+    if (tabPulse->isAlert())
+        tabPulse->setAlert(false);
+    updateTabPulse();
+}
+
+QFileInfoList MainWindow::batchFiles(std::initializer_list<FileStatus> statuses) const
+{
+    // activeFiles() lists the enabled files in file order, so it walks in step with the indexes.
+    const QFileInfoList active = batchPanel->activeFiles();
+    QFileInfoList files;
+    qsizetype activeIndex = 0;
+    for (int i = 0; i < batchPanel->fileCount() && activeIndex < active.size(); ++i) {
+        if (batchPanel->isDisabled(i))
+            continue;
+        if (std::find(statuses.begin(), statuses.end(), batchPanel->statusOf(i)) != statuses.end())
+            files.append(active.at(activeIndex));
+        ++activeIndex;
+    }
+    return files;
+}
+
+QFileInfoList MainWindow::retryableFiles() const
+{
+    return batchFiles({FileStatus::Failed, FileStatus::Stopped, FileStatus::Canceled});
+}
+
+void MainWindow::updateRetryAction()
+{
+    const bool available = !running && !retryableFiles().isEmpty();
+    retryAction->setEnabled(available);
+    if (retryButton)
+        retryButton->setVisible(available);
+}
+
+bool MainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::ContextMenu && watched == batchPanel->table()->viewport()) {
+        showBatchContextMenu(static_cast<QContextMenuEvent *>(event)->pos());
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::showBatchContextMenu(const QPoint &viewportPos)
+{
+    QTableWidget *table = batchPanel->table();
+    const QTableWidgetItem *item = table->itemAt(viewportPos);
+    if (!item)
+        return;
+    const QTableWidgetItem *nameItem = table->item(item->row(), BatchPanel::NameColumn);
+    if (!nameItem)
+        return;
+    QMenu *menu = batchPanel->createContextMenu(nameItem->data(Qt::UserRole).toInt(), this);
+    if (!menu)
+        return;
+    if (retryAction->isEnabled()) {
+        menu->addSeparator();
+        menu->addAction(retryAction);
+    }
+    menu->exec(table->viewport()->mapToGlobal(viewportPos));
+    delete menu;
+}
+
+void MainWindow::openPreferences()
+{
+    auto *dialog = new SettingsDialog(settings, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &SettingsDialog::settingsChanged, this, &MainWindow::updateTabPulse);
+    connect(dialog, &SettingsDialog::themeChanged, this, &MainWindow::applyTheme);
+    dialog->show();
+}
+
+void MainWindow::applyTheme()
+{
+    const bool dark = isDarkTheme(*settings, systemPrefersDark);
+    if (auto *app = qobject_cast<QApplication *>(QCoreApplication::instance()))
+        applyStyleSheet(*app, dark);
+    tabPulse->setDarkTheme(dark);
+}
+
+QDialog *MainWindow::createShortcutsDialog()
+{
+    auto *dialog = new QDialog(this);
+    dialog->setObjectName(u"shortcutsDialog"_s);
+    dialog->setWindowTitle(tr("Keyboard Shortcuts"));
+    dialog->setMinimumWidth(400);
+    dialog->setModal(true);
+    auto *layout = new QVBoxLayout(dialog);
+    auto *grid = new QGridLayout;
+    grid->setColumnStretch(1, 1);
+    const std::pair<QString, QString> rows[] = {
+        {u"Ctrl+O"_s, tr("Open file")},
+        {u"Ctrl+Shift+O"_s, tr("Open folder")},
+        {u"Ctrl+Return"_s, tr("Start conversion")},
+        {u"Escape"_s, tr("Stop conversion")},
+        {u"Ctrl+F"_s, tr("Search in log")},
+        {u"Ctrl+L"_s, tr("Clear log")},
+        {u"Ctrl+S"_s, tr("Save log to file")},
+        {u"Ctrl+,"_s, tr("Open preferences")},
+        {u"Alt+F4"_s, tr("Exit")},
+    };
+    int row = 0;
+    for (const auto &[key, description] : rows) {
+        auto *keyLabel = new QLabel(u"<code>%1</code>"_s.arg(key), dialog);
+        keyLabel->setTextFormat(Qt::RichText);
+        grid->addWidget(keyLabel, row, 0);
+        grid->addWidget(new QLabel(description, dialog), row, 1);
+        ++row;
+    }
+    layout->addLayout(grid);
+    layout->addStretch();
+    auto *buttons = new QHBoxLayout;
+    buttons->addStretch();
+    auto *close = new QPushButton(tr("Close"), dialog);
+    close->setFixedWidth(90);
+    connect(close, &QPushButton::clicked, dialog, &QDialog::accept);
+    buttons->addWidget(close);
+    layout->addLayout(buttons);
+    return dialog;
+}
+
+QMessageBox *MainWindow::createAboutDialog()
+{
+    auto *box = new QMessageBox(this);
+    box->setObjectName(u"aboutDialog"_s);
+    box->setWindowTitle(tr("About KVT"));
+    box->setIconPixmap(QPixmap(u":/res/png/title_left_side.png"_s));
+    const QUrl site(Deployment::vendorSiteUrl());
+    const QString email = Deployment::contactEmail();
+    box->setTextFormat(Qt::RichText);
+    box->setText(u"<h2>"_s + QCoreApplication::applicationName() + u"</h2>"_s +
+                 tr("<p>Version 18.1.0</p><p>BIM/CAD data converter for Architecture, Engineering &amp; "
+                    "Construction.</p>") +
+                 u"<p><a href=\"%1\">%2</a></p><p><a href=\"mailto:%3\">%3</a></p>"_s.arg(
+                     site.toString().toHtmlEscaped(), site.host().toHtmlEscaped(), email.toHtmlEscaped()));
+    box->setStandardButtons(QMessageBox::Ok);
+    return box;
+}
+
+void MainWindow::repolish(QWidget *widget)
+{
+    widget->style()->unpolish(widget);
+    widget->style()->polish(widget);
+    widget->update();
+}

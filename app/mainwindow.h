@@ -1,0 +1,174 @@
+#pragma once
+
+#include "app/messageboxes.h"
+#include "app/runflow.h"
+#include "conversion/converterinfo.h"
+#include "progress/filestatus.h"
+
+#include <QElapsedTimer>
+#include <QFileInfoList>
+#include <QMainWindow>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <functional>
+#include <initializer_list>
+
+class BannerWidget;
+class BatchPanel;
+class ConversionController;
+class ExportFormatsPanel;
+class FileVersionsPanel;
+class InfoPanel;
+class InputPanel;
+class InputScanner;
+class OptionsPanel;
+class OutputPanel;
+class ProgressPanel;
+class QAction;
+class QDialog;
+class QLabel;
+class QMenu;
+class QMessageBox;
+class QProgressBar;
+class QPushButton;
+class QSettings;
+class QSystemTrayIcon;
+class QTabWidget;
+class QTimer;
+class RecentFiles;
+class TabPulseAnimator;
+class ToastWidget;
+struct ConversionOptions;
+
+// The one top-level window: every panel, the converter controller and the run flow that
+// ties them together, with the menus, shortcuts and the remembered window state.
+class MainWindow final : public QMainWindow
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(MainWindow)
+
+public:
+    explicit MainWindow(const ConverterInfo &converter, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // Opens what was named on the command line: a folder, one file or several files.
+    void openPaths(const QStringList &paths);
+
+    // Seams for tests: answers for the error and question boxes, and how folders are opened.
+    void setMessageBoxes(MessageBoxes boxes);
+    using UrlOpener = std::function<bool(const QUrl &url)>;
+    void setUrlOpener(UrlOpener opener);
+
+    bool isRunning() const { return running; }
+
+    // The two dialogs of the Help menu, built but not shown.
+    QDialog *createShortcutsDialog();
+    QMessageBox *createAboutDialog();
+
+public Q_SLOTS:
+    void onStartRequested();
+    void onStopRequested();
+    void onFileStarted(int number, int total, const QString &filePath);
+    void onFileFinished(int number, int exitCode, const QString &filePath);
+    void onAllDone(int successCount, int failCount, int skipCount);
+    void onErrorOccurred(int exitCode, const QString &fileName);
+    void onConvertNext(const QString &filePath);
+    // Runs the files of the last batch that failed, were stopped or were canceled.
+    void onRetryFailed();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    QWidget *buildHeader();
+    QWidget *buildLeftColumn();
+    QLayout *buildRightColumn();
+    QLayout *buildRunBar();
+    void buildMenus();
+    void buildTrayIcon();
+    void connectSignals();
+    void buildShortcuts();
+    void restoreRememberedFolders();
+    void restoreWindowGeometry();
+
+    InputMode inputMode() const;
+    void onInputChanged();
+    void onScanComplete(const QFileInfoList &files);
+    void onActiveFilesChanged();
+    void onRecentFileSelected(const QString &path);
+    void showError(const QString &text);
+    QMessageBox::StandardButton ask(const QString &text, QMessageBox::StandardButtons buttons,
+                                    QMessageBox::StandardButton defaultButton);
+
+    // Checks and prepares the output folder; false (after telling the user) when it cannot be used.
+    bool prepareOutputFolder();
+    ConversionOptions gatherOptions() const;
+    void runFiles(const QFileInfoList &files);
+    void setRunningState(bool runningNow);
+    void setProgress(int percent);
+    void refreshProgressTexts();
+    void showSummary(int successCount, int failCount, int skipCount);
+    void openOutputFolder();
+    void saveRememberedState();
+    void updateTabPulse();
+    void onTabChanged();
+    void onStopFollowUp();
+    // The batch table's enabled files whose status is one of statuses, in file order.
+    QFileInfoList batchFiles(std::initializer_list<FileStatus> statuses) const;
+    QFileInfoList retryableFiles() const;
+    void updateRetryAction();
+    void showBatchContextMenu(const QPoint &viewportPos);
+    void openPreferences();
+    void applyTheme();
+    static void repolish(QWidget *widget);
+
+    ConverterInfo converter;
+    QSettings *settings;
+    ConversionController *controller;
+    InputPanel *inputPanel = nullptr;
+    OutputPanel *outputPanel = nullptr;
+    OptionsPanel *optionsPanel = nullptr;
+    ExportFormatsPanel *exportFormatsPanel = nullptr;
+    FileVersionsPanel *fileVersionsPanel = nullptr;
+    ProgressPanel *progressPanel = nullptr;
+    BannerWidget *bannerWidget = nullptr;
+    InfoPanel *infoPanel = nullptr;
+    BatchPanel *batchPanel = nullptr;
+    QPushButton *startButton = nullptr;
+    QProgressBar *progressBar = nullptr;
+    QLabel *progressTextLabel = nullptr;
+    bool running = false;
+    QTabWidget *tabWidget = nullptr;
+    int logTabIndex = 1;
+    int filesTabIndex = 2;
+    ToastWidget *toast = nullptr;
+    QWidget *central = nullptr;
+    QMenu *recentFilesMenu = nullptr;
+    QAction *openOutputFolderAction = nullptr;
+    RecentFiles *recentFiles = nullptr;
+    QSystemTrayIcon *trayIcon = nullptr;
+    TabPulseAnimator *tabPulse = nullptr;
+    QElapsedTimer runTimer;
+    QTimer *refreshTimer = nullptr;
+    int currentFileNumber = 0;
+    int totalFileCount = 0;
+    QString currentFileName;
+    QString currentStage;
+
+    static constexpr int settingsTabIndex = 0;
+    QString fontFamily;
+    InputScanner *scanner = nullptr;
+    QPushButton *openOutputFolderButton = nullptr;
+    QPushButton *retryButton = nullptr;
+    QAction *retryAction = nullptr;
+    QAction *openFileAction = nullptr;
+    QAction *openFolderAction = nullptr;
+    QTimer *stopFollowUpTimer = nullptr;
+    // Set while a run start clears the log, so that only a clear by the user is announced.
+    bool clearingLogForRun = false;
+    MessageBoxes messageBoxes;
+    UrlOpener urlOpener;
+};

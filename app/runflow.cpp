@@ -1,0 +1,205 @@
+#include "app/runflow.h"
+
+#include "input/formatsize.h"
+#include "conversion/converteroutput.h"
+#include "progress/batchpanel.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// "1 succeeded, 2 failed, 3 skipped" with the zero counts of failures and skips left out.
+QStringList countParts(int successCount, int failCount, int skipCount)
+{
+    QStringList parts{RunFlow::tr("%1 succeeded").arg(successCount)};
+    if (failCount > 0)
+        parts.append(RunFlow::tr("%1 failed").arg(failCount));
+    if (skipCount > 0)
+        parts.append(RunFlow::tr("%1 skipped").arg(skipCount));
+    return parts;
+}
+
+QString folderOf(const QString &filePath)
+{
+    return QFileInfo(filePath).absolutePath();
+}
+
+} // namespace
+
+QString RunFlow::missingOutputMessage()
+{
+    return tr("Please, enter the output directory.");
+}
+
+QString RunFlow::missingInputMessage(InputMode mode, const QString &filePath, const QString &folderPath,
+                                     qsizetype selectedFileCount)
+{
+    if (mode == InputMode::SingleFile && filePath.isEmpty())
+        return tr("Please, select the project file.");
+    if (mode == InputMode::Folder && folderPath.isEmpty())
+        return tr("Please, enter the input directory.");
+    if (mode == InputMode::MultipleFiles && selectedFileCount == 0)
+        return tr("Please, select files to convert.");
+    return tr("No active files to convert.");
+}
+
+QString RunFlow::confirmationText(const QFileInfoList &files, const QString &modeLabel)
+{
+    qint64 totalBytes = 0;
+    for (const QFileInfo &file : files)
+        totalBytes += file.size();
+    if (files.size() > 1)
+        return tr("Convert %1 files (%2)?\n\nMode: %3")
+            .arg(files.size())
+            .arg(formatSize(totalBytes), modeLabel);
+    const QString name = files.isEmpty() ? QString() : files.constFirst().fileName();
+    return tr("Convert %1 (%2)?\n\nMode: %3").arg(name, formatSize(totalBytes), modeLabel);
+}
+
+RunFlow::Summary RunFlow::summary(int successCount, int failCount, int skipCount)
+{
+    if (failCount == 0 && skipCount == 0)
+        return {tr("%1 file(s) converted successfully.").arg(successCount), u"success"_s};
+    if (failCount == 0)
+        return {tr("%1 succeeded, %2 skipped.").arg(successCount).arg(skipCount), u"success"_s};
+    return {countParts(successCount, failCount, skipCount).join(", "_L1) + u'.', u"error"_s};
+}
+
+QString RunFlow::filesTabTitle(int failCount)
+{
+    return failCount < 1 ? tr("Files") : tr("Files (%1 failed)").arg(failCount);
+}
+
+RunFlow::Notice RunFlow::endToast(int successCount, int failCount, int skipCount, const QString &duration)
+{
+    if (failCount > 0 || skipCount > 0)
+        return {
+            tr("Done: %1 (%2)").arg(countParts(successCount, failCount, skipCount).join(", "_L1), duration),
+            5000};
+    return {tr("Done: %1 file(s) in %2").arg(successCount).arg(duration), 4000};
+}
+
+RunFlow::TrayNotice RunFlow::endTrayNotice(int successCount, int failCount, int skipCount)
+{
+    if (failCount > 0 || skipCount > 0)
+        return {countParts(successCount, failCount, skipCount).join(", "_L1),
+                failCount < 1 ? QSystemTrayIcon::Information : QSystemTrayIcon::Warning};
+    return {tr("%1 file(s) converted successfully.").arg(successCount), QSystemTrayIcon::Information};
+}
+
+QString RunFlow::windowTitle(const QString &appTitle, int percent, int number, int total)
+{
+    if (total < 1)
+        return tr("[%1%] %2").arg(QString::number(percent), appTitle);
+    return tr("[%1%] %2 - File %3 of %4")
+        .arg(QString::number(percent), appTitle, QString::number(number), QString::number(total));
+}
+
+QString RunFlow::progressText(int number, int total, const QString &fileName, const QString &stage,
+                              const QString &elapsed)
+{
+    const QString name = elidedName(fileName);
+    if (stage.isEmpty())
+        return tr("File %1 of %2: %3 — %4")
+            .arg(QString::number(number), QString::number(total), name, elapsed);
+    return tr("File %1 of %2: %3 — %4 (%5)")
+        .arg(QString::number(number), QString::number(total), name, stage, elapsed);
+}
+
+QString RunFlow::statusText(int number, int total, const QString &elapsed)
+{
+    return tr("Converting file %1 of %2... (%3)").arg(number).arg(total).arg(elapsed);
+}
+
+QString RunFlow::elidedName(const QString &name, int maxLength)
+{
+    if (name.size() <= maxLength || maxLength < 1)
+        return name;
+    return name.left(maxLength - 1) + QChar(0x2026);
+}
+
+QString RunFlow::elapsedText(bool valid, qint64 elapsedMs)
+{
+    return valid ? BatchPanel::formatClock(elapsedMs) : u"00:00"_s;
+}
+
+QString RunFlow::fileErrorLine(const QString &fileName, int exitCode)
+{
+    return tr("[ERROR] %1: %2").arg(fileName, exitCodeMessage(exitCode));
+}
+
+QString RunFlow::skippedLine(const QString &fileName)
+{
+    return tr("[SKIPPED] %1: Skipped by user.").arg(fileName);
+}
+
+QRect RunFlow::defaultGeometry(const QRect &available)
+{
+    const int width = std::clamp(available.width() * 7 / 10, 900, 1400);
+    const int height = std::clamp(available.height() * 8 / 10, 600, 950);
+    const QPoint topLeft(available.x() + (available.width() - width) / 2,
+                         available.y() + (available.height() - height) / 2);
+    return {topLeft, QSize(width, height)};
+}
+
+RunFlow::PathSelection RunFlow::selectPaths(const QStringList &paths, const QStringList &extensions)
+{
+    PathSelection selection;
+    for (const QString &path : paths) {
+        const QFileInfo info(path);
+        if (!info.exists())
+            continue;
+        if (info.isDir()) {
+            if (selection.folder.isEmpty())
+                selection.folder = info.absoluteFilePath();
+        } else if (extensions.contains(info.suffix().toLower())) {
+            selection.files.append(QFileInfo(info.absoluteFilePath()));
+        }
+    }
+    return selection;
+}
+
+QString RunFlow::rememberedInputDir(InputMode mode, const QString &filePath, const QString &folderPath,
+                                    const QFileInfoList &listedFiles)
+{
+    switch (mode) {
+    case InputMode::SingleFile:
+        return !filePath.isEmpty() && QFileInfo::exists(filePath) ? folderOf(filePath) : QString();
+    case InputMode::MultipleFiles:
+        return listedFiles.isEmpty() ? QString() : listedFiles.constFirst().absolutePath();
+    case InputMode::Folder: return folderPath;
+    }
+    return {};
+}
+
+QString RunFlow::recentEntry(InputMode mode, const QString &filePath, const QString &folderPath,
+                             const QFileInfoList &activeFiles)
+{
+    switch (mode) {
+    case InputMode::SingleFile: return filePath;
+    case InputMode::Folder: return folderPath;
+    case InputMode::MultipleFiles:
+        return activeFiles.isEmpty() ? QString() : activeFiles.constFirst().absolutePath();
+    }
+    return {};
+}
+
+QString RunFlow::outputFolderToOpen(bool sameAsProject, InputMode mode, const QString &filePath,
+                                    const QString &folderPath, const QFileInfoList &listedFiles,
+                                    const QString &outputDir)
+{
+    if (!sameAsProject)
+        return outputDir;
+    switch (mode) {
+    case InputMode::SingleFile: return filePath.isEmpty() ? QString() : folderOf(filePath);
+    case InputMode::MultipleFiles:
+        return listedFiles.isEmpty() ? QString() : listedFiles.constFirst().absolutePath();
+    case InputMode::Folder: return folderPath;
+    }
+    return {};
+}

@@ -1,0 +1,80 @@
+#include "app/startup.h"
+
+#include "app/mainwindow.h"
+#include "app/theme.h"
+#include "conversion/converterinfo.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSplashScreen>
+#include <QTimer>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace Startup {
+
+int run(int &argc, char **argv, const Options &options)
+{
+    // Fractional scale factors are kept as the desktop sets them; this must precede the
+    // application object.
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication app(argc, argv);
+
+    const ConverterInfo info = makeRevitConverterInfo(true);
+    QCoreApplication::setApplicationName(info.displayName);
+
+    applyStyleSheet(app, isDarkTheme(info.displayName));
+
+    auto *splash = new QSplashScreen(
+        splashPixmap(QPixmap(u":/res/png/splash_screen.png"_s), QGuiApplication::primaryScreen()));
+    splash->show();
+    QCoreApplication::processEvents();
+
+    // Measured from the moment the splash is up, so in effect a fixed minimum time.
+    QElapsedTimer splashTimer;
+    splashTimer.start();
+    const int delay = remainingSplashMs(splashTimer.elapsed(), options.minimumSplashMs);
+
+    const QStringList arguments = QCoreApplication::arguments();
+    QTimer::singleShot(delay, &app, [splash, info, arguments, &options] {
+        splash->close();
+        delete splash;
+        auto *window = new MainWindow(info);
+        window->setAttribute(Qt::WA_DeleteOnClose);
+        if (arguments.size() > 1)
+            window->openPaths(pathsToOpen(arguments));
+        window->show();
+        if (options.windowShown)
+            options.windowShown(window);
+    });
+    return QApplication::exec();
+}
+
+QSize splashBox(const QSize &screenSize)
+{
+    const int side = static_cast<int>(screenSize.height() * 0.4);
+    return {side, side};
+}
+
+QPixmap splashPixmap(const QPixmap &picture, const QScreen *screen)
+{
+    if (!screen || picture.isNull())
+        return picture;
+    return picture.scaled(splashBox(screen->size()), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+}
+
+int remainingSplashMs(qint64 elapsedMs, int minimumMs)
+{
+    return static_cast<int>(std::max<qint64>(0, minimumMs - elapsedMs));
+}
+
+QStringList pathsToOpen(const QStringList &arguments)
+{
+    return arguments.mid(1);
+}
+
+} // namespace Startup
