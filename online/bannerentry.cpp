@@ -1,0 +1,150 @@
+#include "online/bannerentry.h"
+
+#include "online/deployment.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonParseError>
+#include <QVariantMap>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The same member names serve the JSON document and the settings store.
+constexpr auto idKey = "id"_L1;
+constexpr auto positionKey = "position"_L1;
+constexpr auto hashKey = "hash"_L1;
+constexpr auto timestampKey = "timestamp"_L1;
+constexpr auto imageUrlKey = "image_url"_L1;
+constexpr auto clickUrlKey = "click_url"_L1;
+constexpr auto fallbackKey = "fallback"_L1;
+constexpr auto convertersKey = "converters"_L1;
+
+BannerEntry entryFromJson(const QJsonObject &object)
+{
+    BannerEntry entry;
+    entry.id = object.value(idKey).toString();
+    entry.position = object.value(positionKey).toInt();
+    entry.hash = object.value(hashKey).toString();
+    entry.timestamp = object.value(timestampKey).toString();
+    entry.imageUrl = object.value(imageUrlKey).toString();
+    entry.clickUrl = object.value(clickUrlKey).toString();
+    entry.fallback = object.value(fallbackKey).toString();
+    const QJsonArray converters = object.value(convertersKey).toArray();
+    for (const QJsonValue &converter : converters)
+        if (converter.isString())
+            entry.converters.append(converter.toString());
+    return entry;
+}
+
+BannerEntry defaultEntry(int position, const QString &id, const QString &clickUrl,
+                         const QStringList &converters = {})
+{
+    BannerEntry entry;
+    entry.id = id;
+    entry.position = position;
+    entry.clickUrl = clickUrl;
+    entry.fallback = id;
+    entry.converters = converters;
+    return entry;
+}
+
+} // namespace
+
+bool BannerEntry::isUsable() const
+{
+    return !id.isEmpty() && !fallback.isEmpty() &&
+           (clickUrl.isEmpty() || Deployment::isSafeRelativePath(clickUrl));
+}
+
+bool BannerEntry::isFor(const QString &converterId) const
+{
+    return converters.isEmpty() || converters.contains(converterId);
+}
+
+QList<BannerEntry> BannerEntry::listFromJson(const QByteArray &json)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return {};
+    QList<BannerEntry> entries;
+    const QJsonArray banners = document.object().value("banners"_L1).toArray();
+    for (const QJsonValue &banner : banners) {
+        const BannerEntry entry = entryFromJson(banner.toObject());
+        if (entry.isUsable())
+            entries.append(entry);
+    }
+    return entries;
+}
+
+QList<BannerEntry> BannerEntry::listFromSettings(const QVariant &value)
+{
+    QList<BannerEntry> entries;
+    const QVariantList list = value.toList();
+    for (const QVariant &item : list) {
+        const QVariantMap map = item.toMap();
+        BannerEntry entry;
+        entry.id = map.value(idKey).toString();
+        entry.position = map.value(positionKey).toInt();
+        entry.hash = map.value(hashKey).toString();
+        entry.timestamp = map.value(timestampKey).toString();
+        entry.imageUrl = map.value(imageUrlKey).toString();
+        entry.clickUrl = map.value(clickUrlKey).toString();
+        entry.fallback = map.value(fallbackKey).toString();
+        entry.converters = map.value(convertersKey).toStringList();
+        if (entry.isUsable())
+            entries.append(entry);
+    }
+    return entries;
+}
+
+QVariant BannerEntry::listToSettings(const QList<BannerEntry> &entries)
+{
+    QVariantList list;
+    for (const BannerEntry &entry : entries) {
+        list.append(QVariantMap{{idKey, entry.id},
+                                {positionKey, entry.position},
+                                {hashKey, entry.hash},
+                                {timestampKey, entry.timestamp},
+                                {imageUrlKey, entry.imageUrl},
+                                {clickUrlKey, entry.clickUrl},
+                                {fallbackKey, entry.fallback},
+                                {convertersKey, entry.converters}});
+    }
+    return list;
+}
+
+QList<BannerEntry> BannerEntry::defaults()
+{
+    return {defaultEntry(0, u"excel_plugin"_s, u"/kvt-excel-plugin-for-working-with-revit-ifc-and-dwg/"_s),
+            defaultEntry(1, u"chatgpt_and_llm"_s, u"/chatgpt-and-llm/"_s),
+            defaultEntry(2, u"versions_kvt"_s, u"/convertors/"_s),
+            defaultEntry(3, u"revit_back_import"_s, u"/kvt-import-excel-to-revit-2/"_s, {u"revit"_s})};
+}
+
+QList<BannerEntry> BannerEntry::selectFor(const QList<BannerEntry> &entries, const QString &converterId)
+{
+    QList<BannerEntry> selected;
+    for (const BannerEntry &entry : entries)
+        if (entry.isFor(converterId))
+            selected.append(entry);
+    std::stable_sort(selected.begin(), selected.end(),
+                     [](const BannerEntry &a, const BannerEntry &b) { return a.position < b.position; });
+    if (selected.size() > maxShown)
+        selected.resize(maxShown);
+    return selected;
+}
+
+QString BannerEntry::cacheStem(const QString &id)
+{
+    QString stem = id;
+    stem.replace(u'/', u'_').replace(u'\\', u'_').replace(u".."_s, u"__"_s);
+    while (stem.startsWith(u'.'))
+        stem.remove(0, 1);
+    return stem.isEmpty() ? u"_"_s : stem;
+}

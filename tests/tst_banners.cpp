@@ -1,0 +1,660 @@
+#include "online/bannercache.h"
+#include "online/bannerentry.h"
+#include "online/bannerlabel.h"
+#include "online/bannerwidget.h"
+#include "online/deployment.h"
+#include "online/dotwidget.h"
+#include "online/infopanel.h"
+
+#include "app/settingskeys.h"
+#include "testsupport/testcertificate.h"
+#include "testsupport/testnetworkenvironment.h"
+#include "testsupport/tlstestserver.h"
+
+#include <QBuffer>
+#include <QCryptographicHash>
+#include <QDesktopServices>
+#include <QDir>
+#include <QImage>
+#include <QLabel>
+#include <QPointer>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QByteArray pngOf(const QColor &color)
+{
+    QImage image(30, 8, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+QString sha256(const QByteArray &bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+BannerEntry entry(const QString &id, int position = 0, const QStringList &converters = {})
+{
+    BannerEntry e;
+    e.id = id;
+    e.position = position;
+    e.fallback = u"excel_plugin"_s;
+    e.clickUrl = u"/"_s + id + u"/"_s;
+    e.converters = converters;
+    return e;
+}
+
+QStringList idsOf(const QList<BannerEntry> &entries)
+{
+    QStringList ids;
+    for (const BannerEntry &e : entries)
+        ids.append(e.id);
+    return ids;
+}
+
+QByteArray bannerJson(const QList<QByteArray> &banners)
+{
+    return "{\"banners\": [" + QList<QByteArray>(banners).join(", ") + "], \"version\": 3}";
+}
+
+QByteArray bannerObject(const QString &id, int position, const QString &hash, const QString &imageUrl,
+                        const QString &clickUrl = u"/x/"_s, const QString &fallback = u"excel_plugin"_s,
+                        const QByteArray &converters = "[]")
+{
+    return u"{\"id\": \"%1\", \"position\": %2, \"hash\": \"%3\", \"timestamp\": \"2026-01-01\", "
+           "\"image_url\": \"%4\", \"click_url\": \"%5\", \"fallback\": \"%6\", \"converters\": "_s.arg(id)
+               .arg(position)
+               .arg(hash, imageUrl, clickUrl, fallback)
+               .toUtf8() +
+           converters + "}";
+}
+
+QColor centreColour(const QPixmap &pixmap)
+{
+    return pixmap.toImage().pixelColor(pixmap.width() / 2, pixmap.height() / 2);
+}
+
+} // namespace
+
+class tst_Banners : public QObject
+{
+    Q_OBJECT
+
+public Q_SLOTS:
+    void openUrl(const QUrl &url) { openedUrls.append(url); }
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void cacheStem_data();
+    void cacheStem();
+    void listFromJson_data();
+    void listFromJson();
+    void selectFor_data();
+    void selectFor();
+    void settingsRoundTripDropsTamperedEntries();
+    void cacheValidity_data();
+    void cacheValidity();
+
+    void fetchVerifiesAndCaches_data();
+    void fetchVerifiesAndCaches();
+    void staleHashIsDownloadedAgain();
+    void hostileIdStaysInTheCacheFolder();
+    void noNetworkUsesKnownListAndCache();
+
+    void constructionTouchesNothing();
+    void showsSettingsListAtOnce();
+    void rotationWrapsAndMarksDots();
+    void freshListReplacesAndIsKept();
+    void noNetworkAtAllShowsDefaults();
+    void clickOpensVendorSite();
+    void converterChangeRefilters();
+    void missingPicturesDoNotCrash();
+    void widgetDeletedDuringFetch();
+    void dotColours();
+    void infoPanelLinks();
+
+private:
+    BannerWidget *makeWidget(const QString &converterId = u"revit"_s);
+
+    QTemporaryDir dir;
+    TestCertificate certificate;
+    std::unique_ptr<TlsTestServer> server;
+    std::unique_ptr<QTemporaryDir> cacheDir;
+    std::unique_ptr<QSettings> settings;
+    std::unique_ptr<QWidget> window;
+    QList<QUrl> openedUrls;
+};
+
+void tst_Banners::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(dir.isValid());
+    certificate = TestCertificate::generate(dir.path(), u"host"_s);
+    QVERIFY2(certificate.isValid(), qPrintable(certificate.error));
+    server = std::make_unique<TlsTestServer>(certificate);
+    QVERIFY(server->start());
+    useLocalTestHost(certificate.certificatePath, server->baseUrl());
+    QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
+}
+
+void tst_Banners::cleanupTestCase()
+{
+    QDesktopServices::unsetUrlHandler(u"https"_s);
+}
+
+void tst_Banners::init()
+{
+    server->clearRecords();
+    server->setBody(u"/banners/banners.json"_s, bannerJson({}));
+    qputenv("KVT_UPDATE_HOST", server->baseUrl().toUtf8());
+    openedUrls.clear();
+    cacheDir = std::make_unique<QTemporaryDir>();
+    QVERIFY(cacheDir->isValid());
+    QFile::remove(dir.filePath(u"settings.ini"_s));
+    settings = std::make_unique<QSettings>(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
+    window = std::make_unique<QWidget>();
+}
+
+void tst_Banners::cleanup()
+{
+    window.reset();
+    settings.reset();
+    cacheDir.reset();
+}
+
+BannerWidget *tst_Banners::makeWidget(const QString &converterId)
+{
+    auto *widget = new BannerWidget(settings.get(), window.get());
+    widget->setCacheDirectory(cacheDir->path());
+    widget->setConverterId(converterId);
+    return widget;
+}
+
+void tst_Banners::cacheStem_data()
+{
+    QTest::addColumn<QString>("id");
+    QTest::addColumn<QString>("stem");
+    QTest::addRow("plain") << u"excel_plugin"_s << u"excel_plugin"_s;
+    QTest::addRow("parent and slash") << u"../x"_s << u"___x"_s;
+    QTest::addRow("backslashes") << u"..\\..\\x"_s << u"______x"_s;
+    QTest::addRow("absolute path") << u"/etc/passwd"_s << u"_etc_passwd"_s;
+    QTest::addRow("hidden file") << u".hidden"_s << u"hidden"_s;
+    QTest::addRow("dot slash") << u"./x"_s << u"_x"_s;
+    QTest::addRow("one dot") << u"."_s << u"_"_s;
+    QTest::addRow("three dots") << u"..."_s << u"__."_s;
+    QTest::addRow("empty") << QString() << u"_"_s;
+    QTest::addRow("dots inside stay") << u"a.b"_s << u"a.b"_s;
+}
+
+void tst_Banners::cacheStem()
+{
+    QFETCH(QString, id);
+    QFETCH(QString, stem);
+    QCOMPARE(BannerEntry::cacheStem(id), stem);
+}
+
+void tst_Banners::listFromJson_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QStringList>("ids");
+    const QByteArray good = bannerObject(u"good"_s, 1, {}, u"/img/good.png"_s);
+    QTest::addRow("valid") << bannerJson({good}) << QStringList{u"good"_s};
+    QTest::addRow("empty fallback dropped")
+        << bannerJson({good, bannerObject(u"nofallback"_s, 0, {}, u"/img/a.png"_s, u"/a/"_s, QString())})
+        << QStringList{u"good"_s};
+    QTest::addRow("empty id dropped")
+        << bannerJson({bannerObject(QString(), 0, {}, u"/a.png"_s), good}) << QStringList{u"good"_s};
+    QTest::addRow("click url with scheme and host dropped")
+        << bannerJson({bannerObject(u"evil"_s, 0, {}, u"/a.png"_s, u"https://evil.example.net/"_s), good})
+        << QStringList{u"good"_s};
+    QTest::addRow("click url with two slashes dropped")
+        << bannerJson({bannerObject(u"evil"_s, 0, {}, u"/a.png"_s, u"//evil.example.net/"_s), good})
+        << QStringList{u"good"_s};
+    QTest::addRow("click url without slash dropped")
+        << bannerJson({bannerObject(u"evil"_s, 0, {}, u"/a.png"_s, u"javascript:alert(1)"_s), good})
+        << QStringList{u"good"_s};
+    QTest::addRow("empty click url kept")
+        << bannerJson({bannerObject(u"quiet"_s, 0, {}, u"/a.png"_s, QString())}) << QStringList{u"quiet"_s};
+    QTest::addRow("non-objects skipped") << QByteArray(R"({"banners": [1, "x", null]})") << QStringList{};
+    QTest::addRow("broken JSON") << QByteArray(R"({"banners": [)") << QStringList{};
+    QTest::addRow("array root") << QByteArray("[" + good + "]") << QStringList{};
+    QTest::addRow("banners not an array") << QByteArray("{\"banners\": " + good + "}") << QStringList{};
+}
+
+void tst_Banners::listFromJson()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QStringList, ids);
+    QCOMPARE(idsOf(BannerEntry::listFromJson(json)), ids);
+}
+
+void tst_Banners::selectFor_data()
+{
+    QTest::addColumn<QList<BannerEntry>>("entries");
+    QTest::addColumn<QString>("converter");
+    QTest::addColumn<QStringList>("ids");
+    const QList<BannerEntry> six{entry(u"f"_s, 50), entry(u"a"_s, 3), entry(u"b"_s, 9),
+                                 entry(u"c"_s, 1),  entry(u"d"_s, 7), entry(u"e"_s, 2)};
+    QTest::addRow("six kept to the four lowest")
+        << six << u"revit"_s << QStringList{u"c"_s, u"e"_s, u"a"_s, u"d"_s};
+    QTest::addRow("ties keep file order")
+        << QList<BannerEntry>{entry(u"x"_s, 1), entry(u"y"_s, 0), entry(u"z"_s, 1), entry(u"w"_s, 1)}
+        << u"revit"_s << QStringList{u"y"_s, u"x"_s, u"z"_s, u"w"_s};
+    const QList<BannerEntry> mixed{entry(u"all"_s, 0), entry(u"ifcOnly"_s, 1, {u"ifc"_s}),
+                                   entry(u"revitAndDwg"_s, 2, {u"dwg"_s, u"revit"_s})};
+    QTest::addRow("revit filter") << mixed << u"revit"_s << QStringList{u"all"_s, u"revitAndDwg"_s};
+    QTest::addRow("ifc filter") << mixed << u"ifc"_s << QStringList{u"all"_s, u"ifcOnly"_s};
+    QTest::addRow("filter is case-sensitive") << mixed << u"Revit"_s << QStringList{u"all"_s};
+    QTest::addRow("filter before the limit")
+        << QList<BannerEntry>{entry(u"i1"_s, 0, {u"ifc"_s}), entry(u"i2"_s, 1, {u"ifc"_s}),
+                              entry(u"i3"_s, 2, {u"ifc"_s}), entry(u"i4"_s, 3, {u"ifc"_s}), entry(u"r"_s, 9)}
+        << u"revit"_s << QStringList{u"r"_s};
+    QTest::addRow("defaults for revit")
+        << BannerEntry::defaults() << u"revit"_s
+        << QStringList{u"excel_plugin"_s, u"chatgpt_and_llm"_s, u"versions_kvt"_s, u"revit_back_import"_s};
+    QTest::addRow("defaults for dwg")
+        << BannerEntry::defaults() << u"dwg"_s
+        << QStringList{u"excel_plugin"_s, u"chatgpt_and_llm"_s, u"versions_kvt"_s};
+}
+
+void tst_Banners::selectFor()
+{
+    QFETCH(QList<BannerEntry>, entries);
+    QFETCH(QString, converter);
+    QFETCH(QStringList, ids);
+    QCOMPARE(idsOf(BannerEntry::selectFor(entries, converter)), ids);
+}
+
+void tst_Banners::settingsRoundTripDropsTamperedEntries()
+{
+    BannerEntry full = entry(u"full"_s, 7, {u"revit"_s, u"ifc"_s});
+    full.hash = sha256("x");
+    full.timestamp = u"2026-02-02T10:00:00Z"_s;
+    full.imageUrl = u"/img/full.png"_s;
+    settings->setValue(SettingsKeys::bannerEntries(),
+                       BannerEntry::listToSettings({full, entry(u"second"_s, 1)}));
+    settings->sync();
+    QSettings reread(settings->fileName(), QSettings::IniFormat);
+    const QList<BannerEntry> back =
+        BannerEntry::listFromSettings(reread.value(SettingsKeys::bannerEntries()));
+    QCOMPARE(back.size(), 2);
+    QCOMPARE(back.first(), full);
+
+    // Someone edits the store by hand: the unsafe entry must not come back.
+    QVariantList list = reread.value(SettingsKeys::bannerEntries()).toList();
+    QVariantMap tampered = list.first().toMap();
+    tampered.insert(u"click_url"_s, u"https://evil.example.net/"_s);
+    list[0] = tampered;
+    QCOMPARE(idsOf(BannerEntry::listFromSettings(list)), QStringList{u"second"_s});
+    QVERIFY(BannerEntry::listFromSettings(u"garbage"_s).isEmpty());
+}
+
+void tst_Banners::cacheValidity_data()
+{
+    QTest::addColumn<QString>("entryHash");
+    QTest::addColumn<QByteArray>("hashFile"); // null: no .hash file
+    QTest::addColumn<bool>("pngPresent");
+    QTest::addColumn<bool>("used");
+    const QString hash = sha256(pngOf(Qt::red));
+    QTest::addRow("matching") << hash << hash.toUtf8() << true << true;
+    QTest::addRow("matching with a newline") << hash << QByteArray(hash.toUtf8() + "\n") << true << true;
+    QTest::addRow("stale hash") << hash << sha256("old").toUtf8() << true << false;
+    QTest::addRow("no hash file") << hash << QByteArray() << true << false;
+    QTest::addRow("no picture") << hash << hash.toUtf8() << false << false;
+    QTest::addRow("entry without hash") << QString() << QByteArray("") << true << false;
+}
+
+void tst_Banners::cacheValidity()
+{
+    QFETCH(QString, entryHash);
+    QFETCH(QByteArray, hashFile);
+    QFETCH(bool, pngPresent);
+    QFETCH(bool, used);
+    const BannerCache cache(cacheDir->path());
+    BannerEntry e = entry(u"cached"_s);
+    e.hash = entryHash;
+    if (!hashFile.isNull()) {
+        QFile file(cache.hashPath(e));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(hashFile);
+    }
+    if (pngPresent) {
+        QFile file(cache.imagePath(e));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(pngOf(Qt::red));
+    }
+    QCOMPARE(cache.cachedImage(e), used ? pngOf(Qt::red) : QByteArray());
+    QVERIFY(BannerCache::defaultDirectory().startsWith(
+        QStandardPaths::writableLocation(QStandardPaths::CacheLocation)));
+    QVERIFY(BannerCache::defaultDirectory().endsWith(u"/kvt/banners"_s));
+}
+
+void tst_Banners::fetchVerifiesAndCaches_data()
+{
+    QTest::addColumn<QString>("hash");
+    QTest::addColumn<QByteArray>("served");
+    QTest::addColumn<QString>("imageUrl");
+    QTest::addColumn<bool>("shown");
+    QTest::addColumn<bool>("cached");
+    const QByteArray green = pngOf(Qt::green);
+    QTest::addRow("verified") << sha256(green) << green << u"/img/a.png"_s << true << true;
+    QTest::addRow("no hash to check") << QString() << green << u"/img/a.png"_s << true << true;
+    QTest::addRow("wrong SHA-256") << sha256("something else") << green << u"/img/a.png"_s << false << false;
+    QTest::addRow("upper-case hash") << sha256(green).toUpper() << green << u"/img/a.png"_s << false << false;
+    QTest::addRow("not a picture") << sha256("plain text") << QByteArray("plain text") << u"/img/a.png"_s
+                                   << false << true;
+    QTest::addRow("empty body") << QString() << QByteArray() << u"/img/a.png"_s << false << false;
+    QTest::addRow("too large") << QString() << QByteArray(2097153, 'p') << u"/img/a.png"_s << false << false;
+    QTest::addRow("missing on the host")
+        << QString() << QByteArray() << u"/img/nothere.png"_s << false << false;
+    QTest::addRow("no image url") << QString() << green << QString() << false << false;
+    QTest::addRow("image url with user info")
+        << QString() << green << u"@evil.example.net/a.png"_s << false << false;
+}
+
+void tst_Banners::fetchVerifiesAndCaches()
+{
+    QFETCH(QString, hash);
+    QFETCH(QByteArray, served);
+    QFETCH(QString, imageUrl);
+    QFETCH(bool, shown);
+    QFETCH(bool, cached);
+    server->setBody(u"/banners/banners.json"_s, bannerJson({bannerObject(u"one"_s, 0, hash, imageUrl)}));
+    server->setBody(u"/img/a.png"_s, served);
+
+    const BannerWidget::FetchResult result =
+        BannerWidget::fetch(server->baseUrl(), cacheDir->path(), u"revit"_s, {});
+    QVERIFY(result.listFetched);
+    QCOMPARE(idsOf(result.entries), QStringList{u"one"_s});
+    QCOMPARE(result.images.contains(u"one"_s), shown);
+    if (shown)
+        QCOMPARE(result.images.value(u"one"_s).pixelColor(1, 1), QColor(Qt::green));
+
+    const BannerCache cache(cacheDir->path());
+    BannerEntry e = result.entries.first();
+    QCOMPARE(QFile::exists(cache.imagePath(e)), cached);
+    QCOMPARE(QFile::exists(cache.hashPath(e)), cached);
+    if (cached) {
+        QFile hashFile(cache.hashPath(e));
+        QVERIFY(hashFile.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromUtf8(hashFile.readAll()), hash);
+    }
+    if (imageUrl.startsWith(u'@'))
+        QCOMPARE(server->requestedTargets(), QList<QByteArray>{"/banners/banners.json"});
+}
+
+void tst_Banners::staleHashIsDownloadedAgain()
+{
+    const QByteArray fresh = pngOf(Qt::blue);
+    server->setBody(u"/banners/banners.json"_s,
+                    bannerJson({bannerObject(u"news"_s, 0, sha256(fresh), u"/img/news.png"_s)}));
+    server->setBody(u"/img/news.png"_s, fresh);
+
+    // Yesterday's picture under the same id, stored for another hash.
+    BannerEntry old = entry(u"news"_s);
+    old.hash = sha256(pngOf(Qt::red));
+    const BannerCache cache(cacheDir->path());
+    QVERIFY(cache.store(old, pngOf(Qt::red)));
+
+    BannerWidget::FetchResult result =
+        BannerWidget::fetch(server->baseUrl(), cacheDir->path(), u"revit"_s, {});
+    QCOMPARE(result.images.value(u"news"_s).pixelColor(1, 1), QColor(Qt::blue));
+    QVERIFY(server->requestedTargets().contains("/img/news.png"));
+
+    // Now the cache is valid and the host is not asked for the picture again.
+    server->clearRecords();
+    result = BannerWidget::fetch(server->baseUrl(), cacheDir->path(), u"revit"_s, {});
+    QCOMPARE(result.images.value(u"news"_s).pixelColor(1, 1), QColor(Qt::blue));
+    QCOMPARE(server->requestedTargets(), QList<QByteArray>{"/banners/banners.json"});
+}
+
+void tst_Banners::hostileIdStaysInTheCacheFolder()
+{
+    const QByteArray picture = pngOf(Qt::cyan);
+    server->setBody(u"/banners/banners.json"_s,
+                    bannerJson({bannerObject(u"../x"_s, 0, sha256(picture), u"/img/x.png"_s)}));
+    server->setBody(u"/img/x.png"_s, picture);
+    const QString cache = cacheDir->path() + u"/kvt/banners"_s;
+    const BannerWidget::FetchResult result = BannerWidget::fetch(server->baseUrl(), cache, u"revit"_s, {});
+    QVERIFY(result.images.contains(u"../x"_s));
+    QCOMPARE(QDir(cache).entryList(QDir::Files, QDir::Name), (QStringList{u"___x.hash"_s, u"___x.png"_s}));
+    QVERIFY(!QFile::exists(cacheDir->path() + u"/kvt/x.png"_s));
+}
+
+void tst_Banners::noNetworkUsesKnownListAndCache()
+{
+    QTcpServer closed;
+    QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
+    const QString deadHost = u"https://127.0.0.1:%1"_s.arg(closed.serverPort());
+    closed.close();
+
+    BannerEntry known = entry(u"known"_s);
+    known.hash = sha256(pngOf(Qt::magenta));
+    known.imageUrl = u"/img/known.png"_s;
+    BannerEntry uncached = entry(u"uncached"_s, 1);
+    uncached.hash = sha256("never stored");
+    uncached.imageUrl = u"/img/uncached.png"_s;
+    QVERIFY(BannerCache(cacheDir->path()).store(known, pngOf(Qt::magenta)));
+
+    const BannerWidget::FetchResult result =
+        BannerWidget::fetch(deadHost, cacheDir->path(), u"revit"_s, {known, uncached});
+    QVERIFY(!result.listFetched);
+    QVERIFY(result.entries.isEmpty());
+    QCOMPARE(result.images.keys(), QStringList{u"known"_s});
+}
+
+void tst_Banners::constructionTouchesNothing()
+{
+    BannerWidget *widget = makeWidget();
+    window->show();
+    QTest::qWait(100);
+    QCOMPARE(server->connectionCount(), 0);
+    QVERIFY(QDir(cacheDir->path()).isEmpty());
+    QVERIFY(!widget->isFetching());
+    QCOMPARE(idsOf(widget->shownEntries()),
+             idsOf(BannerEntry::selectFor(BannerEntry::defaults(), u"revit"_s)));
+    QVERIFY(!widget->currentPicture().isNull()); // the built-in picture
+}
+
+void tst_Banners::showsSettingsListAtOnce()
+{
+    settings->setValue(SettingsKeys::bannerEntries(),
+                       BannerEntry::listToSettings({entry(u"later"_s, 5), entry(u"first"_s, 1)}));
+    BannerWidget *widget = makeWidget();
+    QCOMPARE(idsOf(widget->shownEntries()), (QStringList{u"first"_s, u"later"_s}));
+    QCOMPARE(server->connectionCount(), 0);
+}
+
+void tst_Banners::rotationWrapsAndMarksDots()
+{
+    BannerWidget *widget = makeWidget();
+    const auto timers = widget->findChildren<QTimer *>();
+    QCOMPARE(timers.size(), 1);
+    QVERIFY(timers.first()->isActive());
+    QCOMPARE(timers.first()->interval(), 5000);
+
+    const QList<DotWidget *> dots = widget->findChildren<DotWidget *>();
+    QCOMPARE(dots.size(), 4);
+    for (int step = 1; step <= 5; ++step) {
+        widget->rotateToNext();
+        QCOMPARE(widget->currentIndex(), step % 4);
+        for (int i = 0; i < dots.size(); ++i)
+            QCOMPARE(dots.at(i)->isCurrent(), i == step % 4);
+    }
+    // A dot takes the user straight to its banner.
+    QTest::mouseClick(dots.at(3), Qt::LeftButton);
+    QCOMPARE(widget->currentIndex(), 3);
+}
+
+void tst_Banners::freshListReplacesAndIsKept()
+{
+    settings->setValue(SettingsKeys::bannerEntries(), BannerEntry::listToSettings({entry(u"old"_s)}));
+    const QByteArray picture = pngOf(Qt::yellow);
+    server->setBody(
+        u"/banners/banners.json"_s,
+        bannerJson({bannerObject(u"new1"_s, 2, sha256(picture), u"/img/new1.png"_s),
+                    bannerObject(u"new0"_s, 1, {}, {}, u"/promo/"_s),
+                    bannerObject(u"forIfc"_s, 0, {}, {}, u"/x/"_s, u"excel_plugin"_s, "[\"ifc\"]")}));
+    server->setBody(u"/img/new1.png"_s, picture);
+
+    BannerWidget *widget = makeWidget();
+    QCOMPARE(idsOf(widget->shownEntries()), QStringList{u"old"_s});
+    QSignalSpy updated(widget, &BannerWidget::bannersUpdated);
+    widget->startFetch();
+    QVERIFY(updated.wait(10000));
+    QCOMPARE(idsOf(widget->shownEntries()), (QStringList{u"new0"_s, u"new1"_s}));
+    QCOMPARE(widget->findChildren<DotWidget *>().size(), 2);
+
+    widget->rotateToNext();
+    QCOMPARE(centreColour(widget->currentPicture()), QColor(Qt::yellow));
+
+    // The whole usable list is kept, also the entry for another converter.
+    const QList<BannerEntry> stored =
+        BannerEntry::listFromSettings(settings->value(SettingsKeys::bannerEntries()));
+    QCOMPARE(idsOf(stored), (QStringList{u"new1"_s, u"new0"_s, u"forIfc"_s}));
+}
+
+void tst_Banners::noNetworkAtAllShowsDefaults()
+{
+    QTcpServer closed;
+    QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
+    qputenv("KVT_UPDATE_HOST", u"https://127.0.0.1:%1"_s.arg(closed.serverPort()).toUtf8());
+    closed.close();
+
+    BannerWidget *widget = makeWidget();
+    QSignalSpy updated(widget, &BannerWidget::bannersUpdated);
+    widget->startFetch();
+    QVERIFY(updated.wait(10000));
+    QCOMPARE(idsOf(widget->shownEntries()),
+             idsOf(BannerEntry::selectFor(BannerEntry::defaults(), u"revit"_s)));
+    QVERIFY(!settings->contains(SettingsKeys::bannerEntries()));
+    QVERIFY(!widget->currentPicture().isNull());
+    widget->rotateToNext();
+}
+
+void tst_Banners::clickOpensVendorSite()
+{
+    settings->setValue(SettingsKeys::bannerEntries(), BannerEntry::listToSettings({entry(u"promo"_s)}));
+    BannerWidget *widget = makeWidget();
+    window->show();
+    auto *label = widget->findChild<BannerLabel *>();
+    QVERIFY(label);
+    QTest::mouseClick(label, Qt::LeftButton);
+    QCOMPARE(openedUrls, QList<QUrl>{QUrl(Deployment::vendorSiteUrl() + u"/promo/"_s)});
+    QTest::mouseClick(label, Qt::RightButton);
+    QCOMPARE(openedUrls.size(), 1);
+
+    // A hostile click target in the host's list never reaches the screen.
+    server->setBody(u"/banners/banners.json"_s,
+                    bannerJson({bannerObject(u"evil"_s, 0, {}, {}, u"https://evil.example.net/"_s)}));
+    QSignalSpy updated(widget, &BannerWidget::bannersUpdated);
+    widget->startFetch();
+    QVERIFY(updated.wait(10000));
+    QVERIFY(!idsOf(widget->shownEntries()).contains(u"evil"_s));
+    QTest::mouseClick(label, Qt::LeftButton);
+    QCOMPARE(openedUrls.last().host(), QUrl(Deployment::vendorSiteUrl()).host());
+}
+
+void tst_Banners::converterChangeRefilters()
+{
+    BannerWidget *widget = makeWidget(u"revit"_s);
+    QVERIFY(idsOf(widget->shownEntries()).contains(u"revit_back_import"_s));
+    widget->setConverterId(u"ifc"_s);
+    QCOMPARE(widget->shownEntries().size(), 3);
+    QVERIFY(!idsOf(widget->shownEntries()).contains(u"revit_back_import"_s));
+    QCOMPARE(widget->findChildren<DotWidget *>().size(), 3);
+    QCOMPARE(server->connectionCount(), 0); // no fetch before the first one was asked for
+}
+
+void tst_Banners::missingPicturesDoNotCrash()
+{
+    BannerEntry missing = entry(u"missing"_s);
+    missing.fallback = u"no_such_picture"_s;
+    settings->setValue(SettingsKeys::bannerEntries(), BannerEntry::listToSettings({missing}));
+    BannerWidget *widget = makeWidget();
+    window->resize(400, 200);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(widget->currentPicture().isNull());
+    QVERIFY(widget->findChildren<DotWidget *>().isEmpty());
+    QVERIFY(!widget->grab().isNull());
+    widget->rotateToNext();
+    QCOMPARE(widget->currentIndex(), 0);
+}
+
+void tst_Banners::widgetDeletedDuringFetch()
+{
+    TlsTestServer::Reply slow;
+    slow.body = bannerJson({bannerObject(u"late"_s, 0, {}, {})});
+    slow.pauseAfter = 5;
+    slow.pauseMs = 300;
+    server->setReply(u"/banners/banners.json"_s, slow);
+    QPointer<BannerWidget> widget = makeWidget();
+    widget->startFetch();
+    delete widget;
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestHeads().size(), 1, 5000);
+    QTest::qWait(800);
+    QVERIFY(!settings->contains(SettingsKeys::bannerEntries()));
+}
+
+void tst_Banners::dotColours()
+{
+    DotWidget dot;
+    QCOMPARE(dot.size(), QSize(8, 8));
+    const auto paint = [&dot] {
+        QImage image(dot.size(), QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        dot.render(&image, {}, {}, QWidget::RenderFlags());
+        return image;
+    };
+    QCOMPARE(paint().pixelColor(4, 4), QColor(u"#cccccc"_s));
+    dot.setCurrent(true);
+    QCOMPARE(paint().pixelColor(4, 4), QColor(u"#0078D7"_s));
+    // Round, not square: the corner stays unpainted.
+    QCOMPARE(paint().pixelColor(0, 0).alpha(), 0);
+}
+
+void tst_Banners::infoPanelLinks()
+{
+    InfoPanel panel;
+    auto *version = panel.findChild<QLabel *>(u"versionLabel"_s);
+    QVERIFY(version);
+    QCOMPARE(version->text(), u"Version 18.1.0 released on 04.03.2026"_s);
+    QCOMPARE(version->property("textRole").toString(), u"secondary"_s);
+    auto *contact = panel.findChild<QLabel *>(u"contactLabel"_s);
+    QVERIFY(contact && contact->openExternalLinks());
+    QVERIFY(contact->text().startsWith(
+        u"If you have any questions, please contact us at <a href=\"mailto:"_s + Deployment::contactEmail()));
+    QVERIFY(contact->text().contains(u"text-decoration: none"_s));
+
+    QCOMPARE(InfoPanel::downloadText(u"https://www.example.com"_s, QColor(u"#123456"_s)),
+             u"Download KVT Converter only from <a href=\"https://www.example.com\" "
+             "style=\"color: #123456; text-decoration: none;\">www.example.com</a>"_s);
+    QVERIFY(InfoPanel::contactText(u"a<b>@example.com"_s, Qt::blue).contains(u"a&lt;b&gt;@example.com"_s));
+
+    // Links stay readable on dark and on light panels.
+    QVERIFY(InfoPanel::linkColour(Qt::white).lightness() > 128);
+    QVERIFY(InfoPanel::linkColour(Qt::black).lightness() < 128);
+}
+
+QTEST_MAIN(tst_Banners)
+#include "tst_banners.moc"
