@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Renders the interface icons from the lucide-static SVG set (ISC licence) into
-# resources/style/icons/, each as NAME.png (24 px) and NAME@2x.png (48 px) for high-DPI screens.
+# resources/style/icons/, each as NAME.png (24 px; 48 px for the drop overlay's two) and NAME@2x.png at twice that for high-DPI screens.
 # Usage: tools/make-icons.sh [path to an unpacked lucide-static package]
 # Without an argument the pinned package version is fetched with `npm pack` into a temporary folder.
 # Needs rsvg-convert (Debian: librsvg2-bin). The rendered PNGs are committed; the build does not run this.
@@ -26,26 +26,30 @@ else
 fi
 [ -d "$package/icons" ] || { echo "no icons folder in $package" >&2; exit 1; }
 
-# render OUTPUT-NAME SOURCE-NAME COLOUR FILL
+# render OUTPUT-NAME SOURCE-NAME COLOUR FILL [BASE-SIZE]
 render() {
-    local name="$1" source="$2" colour="$3" fill="$4"
+    local name="$1" source="$2" colour="$3" fill="$4" size="${5:-$base}"
     local svg="$package/icons/$source.svg"
     [ -f "$svg" ] || { echo "missing icon $source" >&2; exit 1; }
     local coloured
     coloured="$(sed -e "s/stroke=\"currentColor\"/stroke=\"$colour\"/" -e "s/fill=\"none\"/fill=\"$fill\"/" "$svg")"
-    printf '%s' "$coloured" | rsvg-convert -w "$base" -h "$base" -o "$out/$name.png"
-    printf '%s' "$coloured" | rsvg-convert -w $((base * 2)) -h $((base * 2)) -o "$out/$name@2x.png"
+    printf '%s' "$coloured" | rsvg-convert -w "$size" -h "$size" -o "$out/$name.png"
+    printf '%s' "$coloured" | rsvg-convert -w $((size * 2)) -h $((size * 2)) -o "$out/$name@2x.png"
 }
 
 neutral_icons=(
-    check chevron-down chevron-up download external-link eye-off eye file-text file-up file
-    folder-open folder-output folder-up folder folders history info list log-out
+    check chevron-down chevron-up download external-link eye-off eye file-text file
+    folder-open folder-output folder folders history info list log-out
     mouse-pointer-click palette refresh-cw save scroll-text search settings skip-forward
     sliders-horizontal sparkles sun-moon x
 )
 for icon in "${neutral_icons[@]}"; do
     render "$icon" "$icon" "$neutral" none
 done
+
+# The drop overlay shows these two as a plain pixmap, large in the middle of a panel.
+render file-up file-up "$neutral" none 48
+render folder-up folder-up "$neutral" none 48
 
 # The start/stop button carries white, filled glyphs on its coloured face.
 render play-white play "$white" "$white"
