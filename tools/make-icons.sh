@@ -38,7 +38,7 @@ render() {
 }
 
 neutral_icons=(
-    check chevron-down chevron-up download external-link eye-off eye file-text file
+    check chevron-down chevron-right chevron-up download external-link eye-off eye file-text file
     folder-open folder-output folder folders history info list log-out
     mouse-pointer-click palette refresh-cw save scroll-text search settings skip-forward
     sliders-horizontal sparkles sun-moon x

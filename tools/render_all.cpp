@@ -405,10 +405,9 @@ public:
 
     void shoot(QWidget *widget, const QString &name, const QString &theme, QSize size = {})
     {
-        if (size.isValid())
-            widget->resize(size);
-        else
-            widget->adjustSize();
+        // Not adjustSize(): it caps windows at two thirds of the screen, and the offscreen
+        // screen is small at scale 2.
+        widget->resize(size.isValid() ? size : widget->sizeHint().expandedTo(widget->minimumSize()));
         widget->show();
         // Two rounds: layouts settle, then pending style updates are painted.
         QApplication::processEvents();
