@@ -16,7 +16,6 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QImage>
-#include <QLabel>
 #include <QPointer>
 #include <QSettings>
 #include <QSignalSpy>
@@ -110,21 +109,16 @@ private Q_SLOTS:
     void listFromJson();
     void selectFor_data();
     void selectFor();
-    void settingsRoundTripDropsTamperedEntries();
-    void cacheValidity_data();
-    void cacheValidity();
 
     void fetchVerifiesAndCaches_data();
     void fetchVerifiesAndCaches();
     void staleHashIsDownloadedAgain();
     void hostileIdStaysInTheCacheFolder();
-    void noNetworkUsesKnownListAndCache();
 
     void constructionTouchesNothing();
-    void showsSettingsListAtOnce();
     void rotationWrapsAndMarksDots();
     void freshListReplacesAndIsKept();
-    void noNetworkAtAllShowsDefaults();
+    void noNetworkAtAll();
     void clickOpensVendorSite();
     void converterChangeRefilters();
     void missingPicturesDoNotCrash();
@@ -196,13 +190,9 @@ void tst_Banners::cacheStem_data()
     QTest::addRow("plain") << u"excel_plugin"_s << u"excel_plugin"_s;
     QTest::addRow("parent and slash") << u"../x"_s << u"___x"_s;
     QTest::addRow("backslashes") << u"..\\..\\x"_s << u"______x"_s;
-    QTest::addRow("absolute path") << u"/etc/passwd"_s << u"_etc_passwd"_s;
     QTest::addRow("hidden file") << u".hidden"_s << u"hidden"_s;
-    QTest::addRow("dot slash") << u"./x"_s << u"_x"_s;
     QTest::addRow("one dot") << u"."_s << u"_"_s;
-    QTest::addRow("three dots") << u"..."_s << u"__."_s;
     QTest::addRow("empty") << QString() << u"_"_s;
-    QTest::addRow("dots inside stay") << u"a.b"_s << u"a.b"_s;
 }
 
 void tst_Banners::cacheStem()
@@ -217,7 +207,6 @@ void tst_Banners::listFromJson_data()
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QStringList>("ids");
     const QByteArray good = bannerObject(u"good"_s, 1, {}, u"/img/good.png"_s);
-    QTest::addRow("valid") << bannerJson({good}) << QStringList{u"good"_s};
     QTest::addRow("empty fallback dropped")
         << bannerJson({good, bannerObject(u"nofallback"_s, 0, {}, u"/img/a.png"_s, u"/a/"_s, QString())})
         << QStringList{u"good"_s};
@@ -229,15 +218,10 @@ void tst_Banners::listFromJson_data()
     QTest::addRow("click url with two slashes dropped")
         << bannerJson({bannerObject(u"evil"_s, 0, {}, u"/a.png"_s, u"//evil.example.net/"_s), good})
         << QStringList{u"good"_s};
-    QTest::addRow("click url without slash dropped")
-        << bannerJson({bannerObject(u"evil"_s, 0, {}, u"/a.png"_s, u"javascript:alert(1)"_s), good})
-        << QStringList{u"good"_s};
     QTest::addRow("empty click url kept")
         << bannerJson({bannerObject(u"quiet"_s, 0, {}, u"/a.png"_s, QString())}) << QStringList{u"quiet"_s};
-    QTest::addRow("non-objects skipped") << QByteArray(R"({"banners": [1, "x", null]})") << QStringList{};
     QTest::addRow("broken JSON") << QByteArray(R"({"banners": [)") << QStringList{};
     QTest::addRow("array root") << QByteArray("[" + good + "]") << QStringList{};
-    QTest::addRow("banners not an array") << QByteArray("{\"banners\": " + good + "}") << QStringList{};
 }
 
 void tst_Banners::listFromJson()
@@ -261,8 +245,7 @@ void tst_Banners::selectFor_data()
         << u"revit"_s << QStringList{u"y"_s, u"x"_s, u"z"_s, u"w"_s};
     const QList<BannerEntry> mixed{entry(u"all"_s, 0), entry(u"ifcOnly"_s, 1, {u"ifc"_s}),
                                    entry(u"revitAndDwg"_s, 2, {u"dwg"_s, u"revit"_s})};
-    QTest::addRow("revit filter") << mixed << u"revit"_s << QStringList{u"all"_s, u"revitAndDwg"_s};
-    QTest::addRow("ifc filter") << mixed << u"ifc"_s << QStringList{u"all"_s, u"ifcOnly"_s};
+    QTest::addRow("converter filter") << mixed << u"revit"_s << QStringList{u"all"_s, u"revitAndDwg"_s};
     QTest::addRow("filter is case-sensitive") << mixed << u"Revit"_s << QStringList{u"all"_s};
     QTest::addRow("filter before the limit")
         << QList<BannerEntry>{entry(u"i1"_s, 0, {u"ifc"_s}), entry(u"i2"_s, 1, {u"ifc"_s}),
@@ -284,70 +267,6 @@ void tst_Banners::selectFor()
     QCOMPARE(idsOf(BannerEntry::selectFor(entries, converter)), ids);
 }
 
-void tst_Banners::settingsRoundTripDropsTamperedEntries()
-{
-    BannerEntry full = entry(u"full"_s, 7, {u"revit"_s, u"ifc"_s});
-    full.hash = sha256("x");
-    full.timestamp = u"2026-02-02T10:00:00Z"_s;
-    full.imageUrl = u"/img/full.png"_s;
-    settings->setValue(SettingsKeys::bannerEntries(),
-                       BannerEntry::listToSettings({full, entry(u"second"_s, 1)}));
-    settings->sync();
-    QSettings reread(settings->fileName(), QSettings::IniFormat);
-    const QList<BannerEntry> back =
-        BannerEntry::listFromSettings(reread.value(SettingsKeys::bannerEntries()));
-    QCOMPARE(back.size(), 2);
-    QCOMPARE(back.first(), full);
-
-    // Someone edits the store by hand: the unsafe entry must not come back.
-    QVariantList list = reread.value(SettingsKeys::bannerEntries()).toList();
-    QVariantMap tampered = list.first().toMap();
-    tampered.insert(u"click_url"_s, u"https://evil.example.net/"_s);
-    list[0] = tampered;
-    QCOMPARE(idsOf(BannerEntry::listFromSettings(list)), QStringList{u"second"_s});
-    QVERIFY(BannerEntry::listFromSettings(u"garbage"_s).isEmpty());
-}
-
-void tst_Banners::cacheValidity_data()
-{
-    QTest::addColumn<QString>("entryHash");
-    QTest::addColumn<QByteArray>("hashFile"); // null: no .hash file
-    QTest::addColumn<bool>("pngPresent");
-    QTest::addColumn<bool>("used");
-    const QString hash = sha256(pngOf(Qt::red));
-    QTest::addRow("matching") << hash << hash.toUtf8() << true << true;
-    QTest::addRow("matching with a newline") << hash << QByteArray(hash.toUtf8() + "\n") << true << true;
-    QTest::addRow("stale hash") << hash << sha256("old").toUtf8() << true << false;
-    QTest::addRow("no hash file") << hash << QByteArray() << true << false;
-    QTest::addRow("no picture") << hash << hash.toUtf8() << false << false;
-    QTest::addRow("entry without hash") << QString() << QByteArray("") << true << false;
-}
-
-void tst_Banners::cacheValidity()
-{
-    QFETCH(QString, entryHash);
-    QFETCH(QByteArray, hashFile);
-    QFETCH(bool, pngPresent);
-    QFETCH(bool, used);
-    const BannerCache cache(cacheDir->path());
-    BannerEntry e = entry(u"cached"_s);
-    e.hash = entryHash;
-    if (!hashFile.isNull()) {
-        QFile file(cache.hashPath(e));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(hashFile);
-    }
-    if (pngPresent) {
-        QFile file(cache.imagePath(e));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(pngOf(Qt::red));
-    }
-    QCOMPARE(cache.cachedImage(e), used ? pngOf(Qt::red) : QByteArray());
-    QVERIFY(BannerCache::defaultDirectory().startsWith(
-        QStandardPaths::writableLocation(QStandardPaths::CacheLocation)));
-    QVERIFY(BannerCache::defaultDirectory().endsWith(u"/kvt/banners"_s));
-}
-
 void tst_Banners::fetchVerifiesAndCaches_data()
 {
     QTest::addColumn<QString>("hash");
@@ -359,14 +278,9 @@ void tst_Banners::fetchVerifiesAndCaches_data()
     QTest::addRow("verified") << sha256(green) << green << u"/img/a.png"_s << true << true;
     QTest::addRow("no hash to check") << QString() << green << u"/img/a.png"_s << true << true;
     QTest::addRow("wrong SHA-256") << sha256("something else") << green << u"/img/a.png"_s << false << false;
-    QTest::addRow("upper-case hash") << sha256(green).toUpper() << green << u"/img/a.png"_s << false << false;
     QTest::addRow("not a picture") << sha256("plain text") << QByteArray("plain text") << u"/img/a.png"_s
                                    << false << true;
-    QTest::addRow("empty body") << QString() << QByteArray() << u"/img/a.png"_s << false << false;
     QTest::addRow("too large") << QString() << QByteArray(2097153, 'p') << u"/img/a.png"_s << false << false;
-    QTest::addRow("missing on the host")
-        << QString() << QByteArray() << u"/img/nothere.png"_s << false << false;
-    QTest::addRow("no image url") << QString() << green << QString() << false << false;
     QTest::addRow("image url with user info")
         << QString() << green << u"@evil.example.net/a.png"_s << false << false;
 }
@@ -440,28 +354,6 @@ void tst_Banners::hostileIdStaysInTheCacheFolder()
     QVERIFY(!QFile::exists(cacheDir->path() + u"/kvt/x.png"_s));
 }
 
-void tst_Banners::noNetworkUsesKnownListAndCache()
-{
-    QTcpServer closed;
-    QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
-    const QString deadHost = u"https://127.0.0.1:%1"_s.arg(closed.serverPort());
-    closed.close();
-
-    BannerEntry known = entry(u"known"_s);
-    known.hash = sha256(pngOf(Qt::magenta));
-    known.imageUrl = u"/img/known.png"_s;
-    BannerEntry uncached = entry(u"uncached"_s, 1);
-    uncached.hash = sha256("never stored");
-    uncached.imageUrl = u"/img/uncached.png"_s;
-    QVERIFY(BannerCache(cacheDir->path()).store(known, pngOf(Qt::magenta)));
-
-    const BannerWidget::FetchResult result =
-        BannerWidget::fetch(deadHost, cacheDir->path(), u"revit"_s, {known, uncached});
-    QVERIFY(!result.listFetched);
-    QVERIFY(result.entries.isEmpty());
-    QCOMPARE(result.images.keys(), QStringList{u"known"_s});
-}
-
 void tst_Banners::constructionTouchesNothing()
 {
     BannerWidget *widget = makeWidget();
@@ -469,18 +361,14 @@ void tst_Banners::constructionTouchesNothing()
     QTest::qWait(100);
     QCOMPARE(server->connectionCount(), 0);
     QVERIFY(QDir(cacheDir->path()).isEmpty());
-    QVERIFY(!widget->isFetching());
     QCOMPARE(idsOf(widget->shownEntries()),
              idsOf(BannerEntry::selectFor(BannerEntry::defaults(), u"revit"_s)));
     QVERIFY(!widget->currentPicture().isNull()); // the built-in picture
-}
 
-void tst_Banners::showsSettingsListAtOnce()
-{
+    // A list kept from an earlier run is shown at once, also without asking anybody.
     settings->setValue(SettingsKeys::bannerEntries(),
                        BannerEntry::listToSettings({entry(u"later"_s, 5), entry(u"first"_s, 1)}));
-    BannerWidget *widget = makeWidget();
-    QCOMPARE(idsOf(widget->shownEntries()), (QStringList{u"first"_s, u"later"_s}));
+    QCOMPARE(idsOf(makeWidget()->shownEntries()), (QStringList{u"first"_s, u"later"_s}));
     QCOMPARE(server->connectionCount(), 0);
 }
 
@@ -533,13 +421,14 @@ void tst_Banners::freshListReplacesAndIsKept()
     QCOMPARE(idsOf(stored), (QStringList{u"new1"_s, u"new0"_s, u"forIfc"_s}));
 }
 
-void tst_Banners::noNetworkAtAllShowsDefaults()
+void tst_Banners::noNetworkAtAll()
 {
     QTcpServer closed;
     QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
     qputenv("KVT_UPDATE_HOST", u"https://127.0.0.1:%1"_s.arg(closed.serverPort()).toUtf8());
     closed.close();
 
+    // Nothing known yet: the built-in banners stay, and nothing is stored.
     BannerWidget *widget = makeWidget();
     QSignalSpy updated(widget, &BannerWidget::bannersUpdated);
     widget->startFetch();
@@ -548,7 +437,24 @@ void tst_Banners::noNetworkAtAllShowsDefaults()
              idsOf(BannerEntry::selectFor(BannerEntry::defaults(), u"revit"_s)));
     QVERIFY(!settings->contains(SettingsKeys::bannerEntries()));
     QVERIFY(!widget->currentPicture().isNull());
+
+    // A list known from an earlier run stays, with the pictures the cache holds for it.
+    BannerEntry known = entry(u"known"_s);
+    known.hash = sha256(pngOf(Qt::magenta));
+    known.imageUrl = u"/img/known.png"_s;
+    BannerEntry uncached = entry(u"uncached"_s, 1);
+    uncached.hash = sha256("never stored");
+    uncached.imageUrl = u"/img/uncached.png"_s;
+    QVERIFY(BannerCache(cacheDir->path()).store(known, pngOf(Qt::magenta)));
+    settings->setValue(SettingsKeys::bannerEntries(), BannerEntry::listToSettings({known, uncached}));
+    widget = makeWidget();
+    QSignalSpy updatedAgain(widget, &BannerWidget::bannersUpdated);
+    widget->startFetch();
+    QVERIFY(updatedAgain.wait(10000));
+    QCOMPARE(idsOf(widget->shownEntries()), (QStringList{u"known"_s, u"uncached"_s}));
+    QCOMPARE(centreColour(widget->currentPicture()), QColor(Qt::magenta));
     widget->rotateToNext();
+    QCOMPARE(widget->currentPicture().toImage(), BannerWidget::fallbackPicture(uncached).toImage());
 }
 
 void tst_Banners::clickOpensVendorSite()
@@ -591,9 +497,7 @@ void tst_Banners::missingPicturesDoNotCrash()
     missing.fallback = u"no_such_picture"_s;
     settings->setValue(SettingsKeys::bannerEntries(), BannerEntry::listToSettings({missing}));
     BannerWidget *widget = makeWidget();
-    window->resize(400, 200);
     window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     QVERIFY(widget->currentPicture().isNull());
     QVERIFY(widget->findChildren<DotWidget *>().isEmpty());
     QVERIFY(!widget->grab().isNull());
@@ -635,22 +539,10 @@ void tst_Banners::dotColours()
 
 void tst_Banners::infoPanelLinks()
 {
-    InfoPanel panel;
-    auto *version = panel.findChild<QLabel *>(u"versionLabel"_s);
-    QVERIFY(version);
-    QCOMPARE(version->text(), u"Version 18.1.0 released on 04.03.2026"_s);
-    QCOMPARE(version->property("textRole").toString(), u"secondary"_s);
-    auto *contact = panel.findChild<QLabel *>(u"contactLabel"_s);
-    QVERIFY(contact && contact->openExternalLinks());
-    QVERIFY(contact->text().startsWith(
-        u"If you have any questions, please contact us at <a href=\"mailto:"_s + Deployment::contactEmail()));
-    QVERIFY(contact->text().contains(u"text-decoration: none"_s));
-
     QCOMPARE(InfoPanel::downloadText(u"https://www.example.com"_s, QColor(u"#123456"_s)),
              u"Download KVT Converter only from <a href=\"https://www.example.com\" "
              "style=\"color: #123456; text-decoration: none;\">www.example.com</a>"_s);
     QVERIFY(InfoPanel::contactText(u"a<b>@example.com"_s, Qt::blue).contains(u"a&lt;b&gt;@example.com"_s));
-
     // Links stay readable on dark and on light panels.
     QVERIFY(InfoPanel::linkColour(Qt::white).lightness() > 128);
     QVERIFY(InfoPanel::linkColour(Qt::black).lightness() < 128);

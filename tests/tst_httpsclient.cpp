@@ -14,13 +14,24 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+namespace {
+TlsTestServer::Reply reply(int status, const QByteArray &body = {}, const QByteArray &location = {})
+{
+    TlsTestServer::Reply r;
+    r.status = status;
+    r.body = body;
+    r.location = location;
+    return r;
+}
+} // namespace
+
 class tst_HttpsClient : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void init();
+    void init() { server->clearRecords(); }
     void refusedWithoutTouchingTheNetwork_data();
     void refusedWithoutTouchingTheNetwork();
     void statusDecidesSuccess_data();
@@ -31,95 +42,61 @@ private Q_SLOTS:
     void redirects();
     void onlyThePathIsRequested_data();
     void onlyThePathIsRequested();
-    void silentServerIsAbandoned();
-    void serverThatNeverHandshakesIsAbandoned();
-    void nothingListening();
+    void silentServersAreAbandoned_data();
+    void silentServersAreAbandoned();
     void certificateMustBeTrustedAndMatch_data();
     void certificateMustBeTrustedAndMatch();
 
 private:
-    QTemporaryDir m_dir;
-    TestCertificate m_trusted;
-    TestCertificate m_untrusted;
-    std::unique_ptr<TlsTestServer> m_server;
+    QTemporaryDir dir;
+    TestCertificate trusted;
+    TestCertificate untrusted;
+    std::unique_ptr<TlsTestServer> server;
+    QTcpServer plainListener;
 };
 
 void tst_HttpsClient::initTestCase()
 {
-    QVERIFY(m_dir.isValid());
-    m_trusted = TestCertificate::generate(m_dir.path(), u"trusted"_s);
-    QVERIFY2(m_trusted.isValid(), qPrintable(m_trusted.error));
-    m_untrusted = TestCertificate::generate(m_dir.path(), u"untrusted"_s);
-    QVERIFY2(m_untrusted.isValid(), qPrintable(m_untrusted.error));
+    trusted = TestCertificate::generate(dir.path(), u"trusted"_s);
+    QVERIFY2(trusted.isValid(), qPrintable(trusted.error));
+    untrusted = TestCertificate::generate(dir.path(), u"untrusted"_s);
+    QVERIFY2(untrusted.isValid(), qPrintable(untrusted.error));
+    server = std::make_unique<TlsTestServer>(trusted);
+    QVERIFY(server->start());
+    useLocalTestHost(trusted.certificatePath, server->baseUrl());
 
-    m_server = std::make_unique<TlsTestServer>(m_trusted);
-    QVERIFY(m_server->start());
-    useLocalTestHost(m_trusted.certificatePath, m_server->baseUrl());
-
-    m_server->setBody(u"/ok"_s, "hello");
-    m_server->setBody(u"/empty"_s, {});
-    TlsTestServer::Reply notFound;
-    notFound.status = 404;
-    notFound.body = "missing page";
-    m_server->setReply(u"/missing"_s, notFound);
-    TlsTestServer::Reply serverError;
-    serverError.status = 500;
-    serverError.body = "boom";
-    m_server->setReply(u"/error"_s, serverError);
-    TlsTestServer::Reply noContent;
-    noContent.status = 204;
-    m_server->setReply(u"/nocontent"_s, noContent);
-    TlsTestServer::Reply created;
-    created.status = 201;
-    created.body = "made";
-    m_server->setReply(u"/created"_s, created);
-
-    // A chain /r4 -> /r3 -> /r2 -> /r1 -> /ok: four redirects from /r4, three from /r3.
+    server->setBody(u"/ok"_s, "hello");
+    server->setBody(u"/empty"_s, {});
+    server->setReply(u"/missing"_s, reply(404, "missing page"));
+    server->setReply(u"/created"_s, reply(201, "made"));
+    server->setReply(u"/nolocation"_s, reply(302, "nowhere"));
+    // /r4 -> /r3 -> /r2 -> /r1 -> /ok: four redirects from /r4, three from /r3.
     for (int i = 1; i <= 4; ++i) {
-        TlsTestServer::Reply redirect;
-        redirect.status = 302;
-        redirect.body = "moved";
-        redirect.location = (i == 1 ? m_server->url(u"/ok"_s) : m_server->url(u"/r%1"_s.arg(i - 1))).toUtf8();
-        m_server->setReply(u"/r%1"_s.arg(i), redirect);
+        const QString next = i == 1 ? u"/ok"_s : u"/r%1"_s.arg(i - 1);
+        server->setReply(u"/r%1"_s.arg(i), reply(302, "moved", server->url(next).toUtf8()));
     }
-    TlsTestServer::Reply relative;
-    relative.status = 301;
-    relative.location = "/ok";
-    m_server->setReply(u"/relative"_s, relative);
-    TlsTestServer::Reply toPlainHttp;
-    toPlainHttp.status = 302;
-    toPlainHttp.location = u"http://127.0.0.1:%1/ok"_s.arg(m_server->port()).toUtf8();
-    m_server->setReply(u"/tohttp"_s, toPlainHttp);
-    TlsTestServer::Reply withoutLocation;
-    withoutLocation.status = 302;
-    withoutLocation.body = "nowhere";
-    m_server->setReply(u"/nolocation"_s, withoutLocation);
-
+    server->setReply(u"/relative"_s, reply(301, {}, "/ok"));
+    // A plain listener, so that following the redirect to http would show as a connection.
+    QVERIFY(plainListener.listen(QHostAddress::LocalHost, 0));
+    server->setReply(u"/tohttp"_s,
+                     reply(302, {}, u"http://127.0.0.1:%1/ok"_s.arg(plainListener.serverPort()).toUtf8()));
     TlsTestServer::Reply silent;
     silent.silent = true;
-    m_server->setReply(u"/silent"_s, silent);
-    TlsTestServer::Reply stallsMidway;
-    stallsMidway.body = QByteArray(400, 'a');
-    stallsMidway.pauseAfter = 100;
-    stallsMidway.pauseMs = 5000;
-    m_server->setReply(u"/stalls"_s, stallsMidway);
-}
-
-void tst_HttpsClient::init()
-{
-    m_server->clearRecords();
+    server->setReply(u"/silent"_s, silent);
+    TlsTestServer::Reply stalls = reply(200, QByteArray(400, 'a'));
+    stalls.pauseAfter = 100;
+    stalls.pauseMs = 5000;
+    server->setReply(u"/stalls"_s, stalls);
 }
 
 void tst_HttpsClient::refusedWithoutTouchingTheNetwork_data()
 {
     QTest::addColumn<QString>("url");
-    const QString hostAndPath = u"127.0.0.1:%1/ok"_s.arg(m_server->port());
+    const QString hostAndPath = u"127.0.0.1:%1/ok"_s.arg(server->port());
     QTest::addRow("http") << u"http://"_s + hostAndPath;
     QTest::addRow("no scheme") << hostAndPath;
     QTest::addRow("scheme-relative") << u"//"_s + hostAndPath;
     QTest::addRow("ftp") << u"ftp://"_s + hostAndPath;
-    QTest::addRow("https misspelt") << u"httpss://"_s + hostAndPath;
-    QTest::addRow("empty") << QString();
     QTest::addRow("invalid port") << u"https://127.0.0.1:99999/ok"_s;
 }
 
@@ -129,8 +106,7 @@ void tst_HttpsClient::refusedWithoutTouchingTheNetwork()
     const HttpsResult result = httpsGet(url, 1000);
     QCOMPARE(result.error, u"Invalid HTTPS URL."_s);
     QVERIFY(result.body.isEmpty());
-    QVERIFY(!result.ok());
-    QCOMPARE(m_server->connectionCount(), 0);
+    QCOMPARE(server->connectionCount(), 0);
 }
 
 void tst_HttpsClient::statusDecidesSuccess_data()
@@ -141,9 +117,7 @@ void tst_HttpsClient::statusDecidesSuccess_data()
     QTest::addRow("200 with a body") << u"/ok"_s << QString() << QByteArray("hello");
     QTest::addRow("200 without a body") << u"/empty"_s << QString() << QByteArray();
     QTest::addRow("404 keeps no body") << u"/missing"_s << u"HTTP 404"_s << QByteArray();
-    QTest::addRow("500") << u"/error"_s << u"HTTP 500"_s << QByteArray();
-    QTest::addRow("201 is no success either") << u"/created"_s << u"HTTP 201"_s << QByteArray();
-    QTest::addRow("204") << u"/nocontent"_s << u"HTTP 204"_s << QByteArray();
+    QTest::addRow("201 is no success") << u"/created"_s << u"HTTP 201"_s << QByteArray();
     QTest::addRow("302 without a location") << u"/nolocation"_s << u"HTTP 302"_s << QByteArray();
 }
 
@@ -152,10 +126,9 @@ void tst_HttpsClient::statusDecidesSuccess()
     QFETCH(QString, path);
     QFETCH(QString, error);
     QFETCH(QByteArray, body);
-    const HttpsResult result = httpsGet(m_server->url(path), 1000);
+    const HttpsResult result = httpsGet(server->url(path), 1000);
     QCOMPARE(result.error, error);
     QCOMPARE(result.body, body);
-    QCOMPARE(result.ok(), error.isEmpty());
 }
 
 void tst_HttpsClient::sizeLimit_data()
@@ -165,20 +138,15 @@ void tst_HttpsClient::sizeLimit_data()
     QTest::addColumn<qint64>("maxBytes");
     QTest::addColumn<QString>("error");
     QTest::addColumn<QByteArray>("kept");
-    const QByteArray exact(1000, 'x');
-    const QByteArray oneMore(1001, 'y');
+    const QString tooLarge = u"Response too large."_s;
     const QByteArray twoParts = QByteArray(600, 'a') + QByteArray(500, 'b');
-    QTest::addRow("exactly the limit") << exact << qsizetype(-1) << qint64(1000) << QString() << exact;
-    QTest::addRow("one byte more") << oneMore << qsizetype(-1) << qint64(1000) << u"Response too large."_s
+    QTest::addRow("exactly the limit")
+        << QByteArray(1000, 'x') << qsizetype(-1) << qint64(1000) << QString() << QByteArray(1000, 'x');
+    QTest::addRow("one byte more") << QByteArray(1001, 'y') << qsizetype(-1) << qint64(1000) << tooLarge
                                    << QByteArray();
-    QTest::addRow("limit zero, empty body")
-        << QByteArray() << qsizetype(-1) << qint64(0) << QString() << QByteArray();
-    QTest::addRow("limit zero, one byte")
-        << QByteArray("z") << qsizetype(-1) << qint64(0) << u"Response too large."_s << QByteArray();
+    QTest::addRow("limit zero") << QByteArray("z") << qsizetype(-1) << qint64(0) << tooLarge << QByteArray();
     QTest::addRow("second chunk crosses")
-        << twoParts << qsizetype(600) << qint64(1000) << u"Response too large."_s << QByteArray(600, 'a');
-    QTest::addRow("second chunk ends at the limit")
-        << twoParts << qsizetype(600) << qint64(1100) << QString() << twoParts;
+        << twoParts << qsizetype(600) << qint64(1000) << tooLarge << QByteArray(600, 'a');
     QTest::addRow("image limit") << QByteArray(httpsImageLimit, 'i') << qsizetype(-1) << httpsImageLimit
                                  << QString() << QByteArray(httpsImageLimit, 'i');
 }
@@ -190,13 +158,11 @@ void tst_HttpsClient::sizeLimit()
     QFETCH(qint64, maxBytes);
     QFETCH(QString, error);
     QFETCH(QByteArray, kept);
-    TlsTestServer::Reply reply;
-    reply.body = sent;
-    reply.pauseAfter = pauseAfter;
-    m_server->setReply(u"/sized"_s, reply);
-    const HttpsResult result = httpsGet(m_server->url(u"/sized"_s), maxBytes);
+    TlsTestServer::Reply sized = reply(200, sent);
+    sized.pauseAfter = pauseAfter;
+    server->setReply(u"/sized"_s, sized);
+    const HttpsResult result = httpsGet(server->url(u"/sized"_s), maxBytes);
     QCOMPARE(result.error, error);
-    QCOMPARE(result.body.size(), kept.size());
     QCOMPARE(result.body, kept);
 }
 
@@ -205,7 +171,6 @@ void tst_HttpsClient::redirects_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("error");
     QTest::addColumn<QList<QByteArray>>("requested");
-    QTest::addRow("one") << u"/r1"_s << QString() << QList<QByteArray>{"/r1", "/ok"};
     QTest::addRow("relative location")
         << u"/relative"_s << QString() << QList<QByteArray>{"/relative", "/ok"};
     QTest::addRow("three") << u"/r3"_s << QString() << QList<QByteArray>{"/r3", "/r2", "/r1", "/ok"};
@@ -220,19 +185,18 @@ void tst_HttpsClient::redirects()
     QFETCH(QString, path);
     QFETCH(QString, error);
     QFETCH(QList<QByteArray>, requested);
-    const HttpsResult result = httpsGet(m_server->url(path), 1000);
+    const HttpsResult result = httpsGet(server->url(path), 1000);
     QCOMPARE(result.error, error);
     QCOMPARE(result.body, error.isEmpty() ? QByteArray("hello") : QByteArray());
-    QCOMPARE(m_server->requestedTargets(), requested);
+    QCOMPARE(server->requestedTargets(), requested);
+    QVERIFY(!plainListener.waitForNewConnection(100));
 }
 
 void tst_HttpsClient::onlyThePathIsRequested_data()
 {
     QTest::addColumn<QString>("pathAndMore");
     QTest::addColumn<QByteArray>("target");
-    QTest::addRow("query") << u"/ok?token=secret&x=1"_s << QByteArray("/ok");
-    QTest::addRow("fragment") << u"/ok#part"_s << QByteArray("/ok");
-    QTest::addRow("both") << u"/ok?q=1#part"_s << QByteArray("/ok");
+    QTest::addRow("query and fragment") << u"/ok?token=secret#part"_s << QByteArray("/ok");
     QTest::addRow("encoded space") << u"/a%20b?q"_s << QByteArray("/a%20b");
     QTest::addRow("no path") << QString() << QByteArray("/");
 }
@@ -241,72 +205,60 @@ void tst_HttpsClient::onlyThePathIsRequested()
 {
     QFETCH(QString, pathAndMore);
     QFETCH(QByteArray, target);
-    httpsGet(m_server->url(pathAndMore), 1000);
-    const QList<QByteArray> heads = m_server->requestHeads();
+    httpsGet(server->url(pathAndMore), 1000);
+    const QList<QByteArray> heads = server->requestHeads();
     QCOMPARE(heads.size(), 1);
     QVERIFY2(heads.first().startsWith("GET " + target + " HTTP/1.1\r\n"), heads.first().constData());
     QVERIFY2(heads.first().contains("\r\nUser-Agent: KVT\r\n"), heads.first().constData());
 }
 
-void tst_HttpsClient::silentServerIsAbandoned()
+void tst_HttpsClient::silentServersAreAbandoned_data()
 {
-    for (const QString &path : {u"/silent"_s, u"/stalls"_s}) {
-        QElapsedTimer clock;
-        clock.start();
-        const HttpsResult result = httpsGet(m_server->url(path), 1000, 300ms);
-        const qint64 elapsed = clock.elapsed();
-        QCOMPARE(result.error, u"Network error."_s);
-        QVERIFY(result.body.isEmpty());
-        QVERIFY2(elapsed >= 300 && elapsed < 3000, qPrintable(QString::number(elapsed)));
-    }
+    QTest::addColumn<QString>("path"); // empty: a TCP listener that never speaks TLS
+    QTest::addRow("no TLS handshake") << QString();
+    QTest::addRow("no answer") << u"/silent"_s;
+    QTest::addRow("stalls midway") << u"/stalls"_s;
 }
 
-void tst_HttpsClient::serverThatNeverHandshakesIsAbandoned()
+void tst_HttpsClient::silentServersAreAbandoned()
 {
-    // The kernel completes the TCP handshake; nobody ever answers the TLS hello.
-    QTcpServer mute;
+    QFETCH(QString, path);
+    QTcpServer mute; // the kernel completes the TCP handshake, nobody answers the TLS hello
     QVERIFY(mute.listen(QHostAddress::LocalHost, 0));
+    const QString url =
+        path.isEmpty() ? u"https://127.0.0.1:%1/ok"_s.arg(mute.serverPort()) : server->url(path);
     QElapsedTimer clock;
     clock.start();
-    const HttpsResult result = httpsGet(u"https://127.0.0.1:%1/ok"_s.arg(mute.serverPort()), 1000, 300ms);
+    const HttpsResult result = httpsGet(url, 1000, 300ms);
     const qint64 elapsed = clock.elapsed();
     QCOMPARE(result.error, u"Network error."_s);
+    QVERIFY(result.body.isEmpty());
     QVERIFY2(elapsed >= 250 && elapsed < 3000, qPrintable(QString::number(elapsed)));
-}
-
-void tst_HttpsClient::nothingListening()
-{
-    QTcpServer probe;
-    QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-    const quint16 freePort = probe.serverPort();
-    probe.close();
-    const HttpsResult result = httpsGet(u"https://127.0.0.1:%1/ok"_s.arg(freePort), 1000, 300ms);
-    QCOMPARE(result.error, u"Network error."_s);
 }
 
 void tst_HttpsClient::certificateMustBeTrustedAndMatch_data()
 {
     QTest::addColumn<bool>("untrustedServer");
     QTest::addColumn<QString>("host");
-    QTest::addColumn<QString>("caBundle");
-    QTest::addRow("untrusted certificate") << true << u"127.0.0.1"_s << m_trusted.certificatePath;
-    QTest::addRow("certificate for another name") << false << u"localhost"_s << m_trusted.certificatePath;
-    QTest::addRow("system store only") << false << u"127.0.0.1"_s << QString();
+    QTest::addColumn<bool>("systemStore");
+    QTest::addRow("untrusted certificate") << true << u"127.0.0.1"_s << false;
+    QTest::addRow("certificate for another name") << false << u"localhost"_s << false;
+    QTest::addRow("system store only") << false << u"127.0.0.1"_s << true;
 }
 
 void tst_HttpsClient::certificateMustBeTrustedAndMatch()
 {
     QFETCH(bool, untrustedServer);
     QFETCH(QString, host);
-    QFETCH(QString, caBundle);
-    TlsTestServer other(untrustedServer ? m_untrusted : m_trusted);
+    QFETCH(bool, systemStore);
+    TlsTestServer other(untrustedServer ? untrusted : trusted);
     QVERIFY(other.start());
     other.setBody(u"/ok"_s, "secret");
-    qputenv("KVT_CA_BUNDLE", caBundle.toUtf8());
+    if (systemStore)
+        qunsetenv("KVT_CA_BUNDLE");
     const HttpsResult result = httpsGet(u"https://%1:%2/ok"_s.arg(host).arg(other.port()), 1000, 2000ms);
-    qputenv("KVT_CA_BUNDLE", m_trusted.certificatePath.toUtf8());
+    qputenv("KVT_CA_BUNDLE", trusted.certificatePath.toUtf8());
     QCOMPARE(result.error, u"Network error."_s);
-    QVERIFY(result.body.isEmpty());
     QVERIFY(other.requestHeads().isEmpty());
 }
 
