@@ -1,19 +1,18 @@
-// Renders the program's panels, a mock-up of the main window layout and the preferences dialog
+// Renders the program's main window in several states, its panels, dialogs and pictures
 // in the light and the dark theme to PNG files, so the look can be checked without a display.
 //
 //   render_all OUTPUT-FOLDER [--scale 2]
 //
 // With --scale 2 the pictures come out at device pixel ratio 2 (file names end in @2x).
 
+#include "app/mainwindow.h"
+#include "app/messageboxes.h"
 #include "app/settingsdialog.h"
 #include "app/theme.h"
 #include "conversion/converterinfo.h"
 #include "input/inputpanel.h"
+#include "online/updatedialogs.h"
 #include "options/dropoverlay.h"
-#include "options/exportformatspanel.h"
-#include "options/fileversionspanel.h"
-#include "options/optionspanel.h"
-#include "options/outputpanel.h"
 #include "progress/batchpanel.h"
 #include "progress/progresspanel.h"
 
@@ -22,6 +21,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFont>
 #include <QGridLayout>
@@ -30,23 +30,21 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMainWindow>
+#include <QMessageBox>
 #include <QMenu>
-#include <QMenuBar>
 #include <QPixmap>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QScrollArea>
 #include <QSettings>
 #include <QSpinBox>
-#include <QStatusBar>
 #include <QStyle>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
+#include <QThread>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -71,13 +69,24 @@ void setRole(QWidget *widget, const char *role, const QString &value)
     widget->style()->polish(widget);
 }
 
+// Lets queued work (the folder scan's worker, layouts) finish for a while.
+void settle(int ms)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < ms) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(5);
+    }
+}
+
 QFileInfoList sampleFiles(const QString &folder)
 {
     QFileInfoList files;
     const QStringList names = {u"Tower A - Structure.rvt"_s,  u"Tower A - Architecture.rvt"_s,
                                u"Parking levels.rvt"_s,       u"Site plan.rvt"_s,
                                u"Facade panels family.rfa"_s, u"Mechanical rooms.rvt"_s};
-    qint64 size = 734003;
+    qint64 size = 73403;
     for (const QString &name : names) {
         QFile file(QDir(folder).filePath(name));
         if (file.open(QIODevice::WriteOnly))
@@ -267,133 +276,6 @@ QWidget *buildMenu()
     return menu;
 }
 
-// The main window's layout, put together from the real panels. The window itself is built
-// elsewhere; this mock-up shows the panels in their places with the run bar under them.
-struct MockWindow
-{
-    QMainWindow *window = nullptr;
-    QTabWidget *tabs = nullptr;
-    QPushButton *startButton = nullptr;
-    QProgressBar *progressBar = nullptr;
-    QLabel *progressText = nullptr;
-    QPushButton *openOutputButton = nullptr;
-    BatchPanel *batch = nullptr;
-    ProgressPanel *log = nullptr;
-    InputPanel *input = nullptr;
-};
-
-MockWindow buildMockWindow(QSettings *settings, const QFileInfoList &files, const QString &folder)
-{
-    const ConverterInfo info = makeRevitConverterInfo(true);
-    MockWindow m;
-    m.window = new QMainWindow;
-    m.window->setObjectName(u"MainWindow"_s);
-    m.window->setWindowTitle(info.displayName);
-
-    auto *fileMenu = m.window->menuBar()->addMenu(u"&File"_s);
-    fileMenu->addAction(u"Open &File..."_s);
-    m.window->menuBar()->addMenu(u"&Settings"_s);
-    m.window->menuBar()->addMenu(u"&Help"_s);
-
-    auto *central = new QWidget;
-    auto *layout = new QVBoxLayout(central);
-    layout->setContentsMargins(10, 5, 10, 5);
-    auto *header = new QLabel;
-    header->setPixmap(QIcon(u":/res/png/title_left_side.png"_s).pixmap(QSize(224, 48)));
-    auto *headerRow = new QHBoxLayout;
-    headerRow->addWidget(header);
-    headerRow->addStretch(1);
-    auto *title = new QLabel;
-    title->setPixmap(QIcon(info.titleImage).pixmap(QSize(320, 56)));
-    headerRow->addWidget(title);
-    layout->addLayout(headerRow);
-
-    auto *body = new QGridLayout;
-    body->setColumnStretch(0, 1);
-    body->setColumnStretch(1, 1);
-    body->setRowStretch(0, 1);
-
-    auto *leftScroll = new QScrollArea;
-    leftScroll->setWidgetResizable(true);
-    leftScroll->setFrameShape(QFrame::NoFrame);
-    auto *left = new QWidget;
-    auto *leftLayout = new QVBoxLayout(left);
-    leftLayout->setContentsMargins(0, 0, 0, 0);
-    leftLayout->setSpacing(4);
-    m.input = new InputPanel(settings);
-    m.input->setConverter(info);
-    m.input->setFolderMode();
-    m.input->setFolderPath(folder);
-    m.input->setInfoText(u"6 file(s), 1.2 GB total"_s, Qt::PlainText);
-    leftLayout->addWidget(m.input);
-    auto *formats = new ExportFormatsPanel;
-    formats->setConverter(info);
-    leftLayout->addWidget(formats);
-    auto *versions = new FileVersionsPanel;
-    versions->setConverter(info);
-    leftLayout->addWidget(versions);
-    auto *bannerRow = new QHBoxLayout;
-    auto *banner = new QLabel;
-    banner->setPixmap(QIcon(u":/res/png/excel_plugin.png"_s).pixmap(QSize(300, 83)));
-    bannerRow->addStretch(1);
-    bannerRow->addWidget(banner);
-    leftLayout->addLayout(bannerRow);
-    leftLayout->addStretch(1);
-    leftScroll->setWidget(left);
-    body->addWidget(leftScroll, 0, 0, 2, 1);
-
-    auto *right = new QVBoxLayout;
-    auto *output = new OutputPanel(settings);
-    output->setOutputDir(QDir(folder).filePath(u"Output"_s));
-    right->addWidget(output);
-    m.tabs = new QTabWidget;
-    auto *optionsScroll = new QScrollArea;
-    optionsScroll->setWidgetResizable(true);
-    optionsScroll->setFrameShape(QFrame::NoFrame);
-    auto *options = new OptionsPanel;
-    options->setConverter(info);
-    optionsScroll->setWidget(options);
-    m.tabs->addTab(optionsScroll, QIcon(u":/res/style/icons/sliders-horizontal.png"_s), u"Settings"_s);
-    m.log = new ProgressPanel;
-    m.log->appendLog(sampleLog());
-    m.tabs->addTab(m.log, QIcon(u":/res/style/icons/scroll-text.png"_s), u"Log"_s);
-    m.batch = new BatchPanel;
-    m.batch->setFiles(files);
-    m.tabs->addTab(m.batch, QIcon(u":/res/style/icons/list.png"_s), u"Files"_s);
-    right->addWidget(m.tabs, 1);
-    body->addLayout(right, 0, 1);
-
-    auto *runBar = new QVBoxLayout;
-    m.startButton = new QPushButton(QIcon(u":/res/style/icons/play-white.png"_s), u"START"_s);
-    m.startButton->setIconSize(QSize(18, 18));
-    setRole(m.startButton, "buttonRole", u"start"_s);
-    runBar->addWidget(m.startButton);
-    auto *hint = new QLabel(u"Ctrl+Enter to start · Esc to stop"_s);
-    hint->setAlignment(Qt::AlignCenter);
-    setRole(hint, "textRole", u"secondary"_s);
-    runBar->addWidget(hint);
-    m.progressBar = new QProgressBar;
-    m.progressBar->setAlignment(Qt::AlignCenter);
-    m.progressBar->setValue(0);
-    runBar->addWidget(m.progressBar);
-    m.progressText = new QLabel;
-    m.progressText->setAlignment(Qt::AlignCenter);
-    setRole(m.progressText, "textRole", u"secondary"_s);
-    runBar->addWidget(m.progressText);
-    m.openOutputButton =
-        new QPushButton(QIcon(u":/res/style/icons/external-link.png"_s), u"Open Output Folder"_s);
-    m.openOutputButton->setFlat(true);
-    setRole(m.openOutputButton, "buttonRole", u"link"_s);
-    m.openOutputButton->hide();
-    runBar->addWidget(m.openOutputButton, 0, Qt::AlignHCenter);
-    body->addLayout(runBar, 1, 1);
-    layout->addLayout(body, 1);
-
-    m.window->setCentralWidget(central);
-    m.window->statusBar()->showMessage(u"Ready"_s);
-    return m;
-}
-
 class Renderer
 {
 public:
@@ -443,8 +325,15 @@ int main(int argc, char *argv[])
         qputenv("QT_SCALE_FACTOR", scale);
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // The main window keeps its settings and banner cache here, not in the user's folders, and
+    // its update check and banner fetch find nothing listening on the update host.
+    QTemporaryDir home;
+    qputenv("XDG_CONFIG_HOME", home.filePath(u"config"_s).toLocal8Bit());
+    qputenv("XDG_CACHE_HOME", home.filePath(u"cache"_s).toLocal8Bit());
+    qputenv("KVT_UPDATE_HOST", "https://127.0.0.1:9");
 
     QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(makeRevitConverterInfo(true).displayName);
     QApplication::setFont(QFont(loadInterfaceFont()));
     QDir().mkpath(folder);
     QTemporaryDir scratch;
@@ -471,51 +360,62 @@ int main(int argc, char *argv[])
             renderer.shoot(menu.get(), u"menu"_s, theme);
         }
         {
-            MockWindow m = buildMockWindow(&settings, files, scratch.path());
-            std::unique_ptr<QMainWindow> owner(m.window);
-            const QSize size(1180, 820);
-            renderer.shoot(m.window, u"window-settings-tab"_s, theme, size);
+            // The real window, kept off the network and away from the user's settings (see main).
+            auto window = std::make_unique<MainWindow>(makeRevitConverterInfo(true));
+            MessageBoxes boxes;
+            boxes.showError = [](QWidget *, const QString &) {};
+            boxes.ask = [](QWidget *, const QString &, QMessageBox::StandardButtons,
+                           QMessageBox::StandardButton) { return QMessageBox::No; };
+            window->setMessageBoxes(boxes);
+            window->openPaths({scratch.path()});
+            const QSize size(1280, 820);
+            settle(400);
+            renderer.shoot(window.get(), u"window-settings-tab"_s, theme, size);
 
-            // Running: the run button turns into STOP, the log tab is shown, one file runs.
-            m.startButton->setText(u"STOP"_s);
-            m.startButton->setIcon(QIcon(u":/res/style/icons/square-white.png"_s));
-            setRole(m.startButton, "buttonRole", u"stop"_s);
-            m.batch->prepareForConversion();
-            m.batch->onFileStarted(1, 6, files.at(0).absoluteFilePath());
-            m.batch->onFileFinished(1, 0, files.at(0).absoluteFilePath());
-            m.batch->onFileStarted(2, 6, files.at(1).absoluteFilePath());
-            m.batch->onFileFinished(2, 3, files.at(1).absoluteFilePath());
-            m.batch->onFileStarted(3, 6, files.at(2).absoluteFilePath());
-            m.progressBar->setValue(42);
-            m.progressText->setText(u"File 3 of 6: Parking levels.rvt — Exporting properties (01:12)"_s);
-            m.tabs->setCurrentIndex(1);
-            m.tabs->tabBar()->setTabTextColor(2, QColor(13, 188, 121));
-            m.log->showSearchBar();
-            m.log->searchFor(u"Tower"_s);
-            renderer.shoot(m.window, u"window-running-log"_s, theme, size);
+            auto *tabs = window->findChild<QTabWidget *>(u"mainTabs"_s);
+            auto *log = window->findChild<ProgressPanel *>();
+            auto *batch = window->findChild<BatchPanel *>();
+            if (log) {
+                log->appendLog(sampleLog());
+                log->showSearchBar();
+                log->searchFor(u"Tower"_s);
+            }
+            tabs->setCurrentIndex(1);
+            tabs->tabBar()->setTabTextColor(2, QColor(13, 188, 121));
+            settle(200);
+            renderer.shoot(window.get(), u"window-log"_s, theme, size);
 
             // Finished with a failure: error roles, the files tab and the link button.
-            m.batch->onFileFinished(3, 0, files.at(2).absoluteFilePath());
-            m.batch->onConversionFinished();
-            m.startButton->setText(u"START"_s);
-            m.startButton->setIcon(QIcon(u":/res/style/icons/play-white.png"_s));
-            setRole(m.startButton, "buttonRole", u"start"_s);
-            m.progressBar->setValue(100);
-            setRole(m.progressBar, "barRole", u"error"_s);
-            m.progressText->setText(u"2 succeeded, 1 failed."_s);
-            setRole(m.progressText, "textRole", u"error"_s);
-            m.openOutputButton->show();
-            m.tabs->tabBar()->setTabTextColor(2, QColor());
-            m.tabs->setCurrentIndex(2);
-            renderer.shoot(m.window, u"window-finished-files"_s, theme, size);
+            if (batch) {
+                batch->prepareForConversion();
+                batch->onFileStarted(1, 3, files.at(0).absoluteFilePath());
+                batch->onFileFinished(1, 0, files.at(0).absoluteFilePath());
+                batch->onFileStarted(2, 3, files.at(1).absoluteFilePath());
+                batch->onFileFinished(2, 3, files.at(1).absoluteFilePath());
+                batch->onFileStarted(3, 3, files.at(2).absoluteFilePath());
+                batch->onFileFinished(3, 0, files.at(2).absoluteFilePath());
+            }
+            window->onAllDone(2, 1, 0);
+            tabs->tabBar()->setTabTextColor(2, QColor());
+            tabs->setCurrentIndex(2);
+            settle(200);
+            renderer.shoot(window.get(), u"window-finished-files"_s, theme, size);
 
             // A drag hovering over the input panel.
-            m.tabs->setCurrentIndex(0);
-            auto *overlay = m.input->findChild<DropOverlay *>();
-            if (overlay)
-                overlay->showOver(m.input->rect(), u"Drop file(s) here"_s,
-                                  u":/res/style/icons/file-up.png"_s);
-            renderer.shoot(m.window, u"window-drop-overlay"_s, theme, size);
+            tabs->setCurrentIndex(0);
+            auto *input = window->findChild<InputPanel *>();
+            if (auto *overlay = input ? input->findChild<DropOverlay *>() : nullptr)
+                overlay->showOver(input->rect(), u"Drop file(s) here"_s, u":/res/style/icons/file-up.png"_s);
+            renderer.shoot(window.get(), u"window-drop-overlay"_s, theme, size);
+        }
+        {
+            VersionInfo info;
+            info.updateAvailable = true;
+            info.latest = u"18.2.0"_s;
+            info.released = u"2026-04-01"_s;
+            info.downloadPath = u"/convertors/"_s;
+            std::unique_ptr<QMessageBox> box(UpdateDialogs::createUpdateDialog(info, nullptr));
+            renderer.shoot(box.get(), u"update-dialog"_s, theme);
         }
         {
             QDialog frame;
