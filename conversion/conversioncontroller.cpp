@@ -155,7 +155,7 @@ void ConversionController::onProcessError(QProcess::ProcessError error)
         reason = tr("the file is not executable");
     else
         reason = process->errorString();
-    logBuffer.append(
+    appendLogLine(
         tr("[ERROR] Could not start the converter %1: %2.").arg(QDir::toNativeSeparators(program), reason));
 }
 
@@ -284,16 +284,44 @@ void ConversionController::flushPartialLine()
         handleLine(rest);
 }
 
+void ConversionController::appendLogLine(QStringView line)
+{
+    if (!logBuffer.isEmpty())
+        logBuffer.append(u'\n');
+    logBuffer.append(line);
+}
+
 void ConversionController::handleLine(QByteArrayView bytes)
 {
-    QString line = QString::fromUtf8(bytes).trimmed();
-    if (line.isEmpty())
-        return;
+    // The line is decoded straight to the end of the log buffer and trimmed there: a flood
+    // of lines then costs no allocation per line and no joining at the flush.
+    const qsizetype start = logBuffer.size();
+    const qsizetype separator = start > 0 ? 1 : 0;
+    logBuffer.resize(start + separator + bytes.size());
+    QChar *const first = logBuffer.data() + start + separator;
+    const QChar *const end = lineDecoder.appendToBuffer(first, bytes);
 
-    const ConverterLine meaning = interpretConverterLine(line);
-    // Logged before the signals go out, so a receiver that skips or stops still sees the
+    const QChar *b = first;
+    const QChar *e = end;
+    while (b < e && b->isSpace())
+        ++b;
+    while (e > b && (e - 1)->isSpace())
+        --e;
+    const qsizetype length = e - b;
+    if (length == 0) {
+        logBuffer.resize(start);
+        return;
+    }
+    if (b != first)
+        std::memmove(static_cast<void *>(first), b, static_cast<size_t>(length) * sizeof(QChar));
+    if (separator)
+        logBuffer[start] = u'\n';
+    logBuffer.resize(start + separator + length);
+
+    // Matched after it is in the log, so a receiver that skips or stops still finds the
     // line in the flushed log.
-    logBuffer.append(std::move(line));
+    const ConverterLine meaning =
+        interpretConverterLine(QStringView(logBuffer.constData() + start + separator, length));
     if (meaning.hasProgress) {
         const int filePercent = meaning.filePercent;
         const qint64 overall =
@@ -311,22 +339,15 @@ void ConversionController::onLogFlush()
     lastFlush.start();
     if (logBuffer.isEmpty())
         return;
-    // Joined into a buffer that keeps its capacity between flushes: a flood fills
-    // megabytes every 100 ms, and fresh memory for each block costs more than the copy.
-    qsizetype size = logBuffer.size() - 1;
-    for (const QString &line : std::as_const(logBuffer))
-        size += line.size();
-    flushText.resize(0);
-    flushText.reserve(size);
-    for (qsizetype i = 0; i < logBuffer.size(); ++i) {
-        if (i > 0)
-            flushText.append(u'\n');
-        flushText.append(logBuffer.at(i));
-    }
-    logBuffer.clear();
-    // A copy shares the buffer: a receiver that stops the run cannot change the text it holds.
-    const QString text = flushText;
+    // Taken out first, so a receiver that stops the run finds nothing left to flush.
+    QString text = std::exchange(logBuffer, QString());
     Q_EMIT logOutput(text);
+    // The buffer is reused when no receiver kept the text: a flood fills megabytes every
+    // 100 ms, and fresh memory for each block costs more than the lines themselves.
+    if (logBuffer.isEmpty() && text.isDetached()) {
+        text.resize(0);
+        logBuffer = std::move(text);
+    }
 }
 
 void ConversionController::onProcessFinished(int exitCode, QProcess::ExitStatus status)
@@ -416,8 +437,7 @@ void ConversionController::stop()
 void ConversionController::releaseBuffers()
 {
     // Between runs the buffers sized for a flood are not worth keeping.
-    flushText = QString();
-    logBuffer = QStringList();
+    logBuffer = QString();
     pendingOutput = QByteArray();
 }
 

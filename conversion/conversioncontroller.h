@@ -9,6 +9,7 @@
 #include <QList>
 #include <QObject>
 #include <QProcess>
+#include <QStringDecoder>
 #include <QStringList>
 #include <QTimer>
 
@@ -65,6 +66,7 @@ private:
     void drainOutput();
     void splitLines();
     void handleLine(QByteArrayView bytes);
+    void appendLogLine(QStringView line);
     void flushPartialLine();
     void scheduleOutputRead();
     void finishCurrentFile(quint64 serial);
@@ -85,7 +87,8 @@ private:
     QString outputDir;
     QString currentFile;
     QTimer flushTimer;
-    QStringList logBuffer;
+    // Output lines not yet emitted, already joined by line feeds.
+    QString logBuffer;
     QElapsedTimer runTimer;
     ConversionOptions runOptions;
     // Bytes of a line whose end has not arrived yet.
@@ -95,7 +98,8 @@ private:
     bool dropLeadingLineFeed = false;
     bool readScheduled = false;
     QElapsedTimer lastFlush;
-    QString flushText;
+    // Stateless: every line is decoded on its own, a broken sequence ends with its line.
+    QStringDecoder lineDecoder{QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
     bool splitting = false;
     // Identifies the file now running, so that deferred work for an earlier file is dropped.
     quint64 fileSerial = 0;

@@ -8,7 +8,7 @@
 
 using namespace Qt::StringLiterals;
 
-ConverterLine interpretConverterLine(const QString &line)
+ConverterLine interpretConverterLine(QStringView line)
 {
     static const QRegularExpression progressPattern(u"Progress:\\s*(\\d+\\.?\\d*)%"_s);
     static const QRegularExpression stagePattern(u"\\[Stage\\]\\s*(.*)"_s);

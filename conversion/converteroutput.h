@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringView>
 
 // What one line of converter output means; a line can carry several of these at once.
 struct ConverterLine
@@ -14,7 +15,7 @@ struct ConverterLine
 };
 
 // Matches a trimmed, non-empty output line against the progress, stage and started patterns.
-ConverterLine interpretConverterLine(const QString &line);
+ConverterLine interpretConverterLine(QStringView line);
 
 // Exit code of a converter to the message shown to the user.
 QString exitCodeMessage(int exitCode);

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
 #include <memory>
 
@@ -133,6 +134,7 @@ private Q_SLOTS:
     void converterThatCannotStart();
     void longLineWithoutBreak();
     void flood();
+    void backlogAtFinishIsRead();
     void destroyedWhileRunning();
 
 private:
@@ -698,6 +700,21 @@ void tst_ConversionController::flood()
     QCOMPARE(progressCount, lines / 10 + 1); // one per tenth line, and the file's end
     QCOMPARE(stageCount, lines / 100);
     QVERIFY(ordered);
+    QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
+}
+
+void tst_ConversionController::backlogAtFinishIsRead()
+{
+    // The converter fills a large pipe and ends while the GUI thread is busy, so its end
+    // arrives with far more output unread than one read takes: all of it must still be
+    // logged before the file is reported.
+    constexpr int lines = 12000;
+    script(u"f1.rvt"_s, "pipesize 1048576\nflood " + QByteArray::number(lines) + "\n");
+    connect(controller.get(), &ConversionController::fileStarted, this, [] { QThread::msleep(500); });
+    rec.keepLogText = false;
+    startFiles({u"f1.rvt"_s});
+    QVERIFY(waitForDone());
+    QCOMPARE(rec.logLineLengths.size(), lines);
     QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
 }
 

@@ -28,6 +28,8 @@
 //   invalidutf8           prints a line holding bytes that are not valid UTF-8
 //   crprogress <steps>    redraws "Progress: n%" <steps> times, separated by bare carriage
 //                         returns, and ends with a carriage return and line feed
+//   pipesize <bytes>      asks for a larger pipe on standard output (Linux), so that much
+//                         output can wait unread after the program has ended
 //   outputs               writes a small file at every path given as --output-...=<path>
 //                         or --output=<path>
 //   echoargs              prints "[ARG] <argument>" for every argument, one per line
@@ -47,6 +49,7 @@
 #include <vector>
 
 #ifndef _WIN32
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -183,6 +186,14 @@ void crProgress(long long steps)
     }
 }
 
+void setPipeSize([[maybe_unused]] long long bytes)
+{
+#ifdef F_SETPIPE_SZ
+    if (fcntl(STDOUT_FILENO, F_SETPIPE_SZ, static_cast<int>(bytes)) < 0)
+        writeLine("[WARNING] Cannot resize the output pipe");
+#endif
+}
+
 void writeOutputs(const std::vector<std::string_view> &arguments)
 {
     for (const std::string_view arg : arguments) {
@@ -248,6 +259,8 @@ bool runCommand(std::string_view command, std::string_view rest,
         writeLine("Invalid bytes: \xff\xfe and \xc3\x28 end");
     } else if (command == "crprogress") {
         crProgress(toNumber(rest, 10));
+    } else if (command == "pipesize") {
+        setPipeSize(toNumber(rest, 0));
     } else if (command == "outputs") {
         writeOutputs(arguments);
     } else if (command == "echoargs") {
@@ -272,8 +285,9 @@ bool runCommand(std::string_view command, std::string_view rest,
 bool isCommand(std::string_view command)
 {
     static constexpr std::string_view commands[] = {
-        "progress", "stage",       "started",    "print",   "error",    "warning", "stderr", "sleep", "flood",
-        "nobreak",  "invalidutf8", "crprogress", "outputs", "echoargs", "hang",    "crash",  "exit"};
+        "progress", "stage",    "started",  "print",   "error",       "warning",
+        "stderr",   "sleep",    "flood",    "nobreak", "invalidutf8", "crprogress",
+        "outputs",  "echoargs", "pipesize", "hang",    "crash",       "exit"};
     for (const std::string_view c : commands) {
         if (c == command)
             return true;

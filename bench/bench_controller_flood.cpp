@@ -1,0 +1,176 @@
+// How fast the controller ingests a converter that floods its output, against the same
+// converter piped into `wc -l`, and how long one read holds the event loop.
+//
+// Prints `name: value` lines; the last one is the ratio of the two line rates.
+// Usage: bench_controller_flood [lines] [repetitions]
+
+#include "conversion/conversioncontroller.h"
+#include "conversion/converterinfo.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct ControllerRun
+{
+    double seconds = 0;
+    qint64 lines = 0;
+    double maxHoldMs = 0;
+    double maxTimerGapMs = 0;
+};
+
+// Posts itself to the event loop again and again: the longest gap between two of its
+// turns is the longest single stretch the loop spent elsewhere, reads included.
+class LoopProbe final : public QObject
+{
+public:
+    void start()
+    {
+        active = true;
+        clock.start();
+        post();
+    }
+    void stop() { active = false; }
+    double maxGapMs = 0;
+
+private:
+    void post()
+    {
+        QMetaObject::invokeMethod(
+            this, [this] { turn(); }, Qt::QueuedConnection);
+    }
+    void turn()
+    {
+        const double g = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+        if (g > 10)
+            std::fprintf(stderr, "gap %.1f\n", g);
+        maxGapMs = std::max(maxGapMs, g);
+        clock.start();
+        if (active)
+            post();
+    }
+    QElapsedTimer clock;
+    bool active = false;
+};
+
+void print(const char *name, double value)
+{
+    std::printf("%s: %.3f\n", name, value);
+    std::fflush(stdout);
+}
+
+// The reference: the same converter and script, its output counted by `wc -l`.
+double pipeSeconds(const QString &converter, const QString &script, qint64 expectedLines)
+{
+    QProcess shell;
+    QElapsedTimer timer;
+    timer.start();
+    shell.start(u"/bin/sh"_s, {u"-c"_s, u"\"$0\" \"$1\" | wc -l"_s, converter, script});
+    shell.waitForFinished(-1);
+    const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    const qint64 counted = shell.readAllStandardOutput().trimmed().toLongLong();
+    if (counted != expectedLines)
+        std::fprintf(stderr, "wc -l counted %lld lines, expected %lld\n", static_cast<long long>(counted),
+                     static_cast<long long>(expectedLines));
+    return seconds;
+}
+
+ControllerRun controllerRun(const QString &script)
+{
+    ConversionController controller;
+    controller.setConverter(makeRevitConverterInfo(true));
+
+    ControllerRun run;
+    QObject::connect(&controller, &ConversionController::logOutput,
+                     [&run](const QString &text) { run.lines += text.count(u'\n') + 1; });
+
+    LoopProbe probe;
+    // A 1 ms timer as well: how late timers fire while the converter floods (event
+    // dispatchers may give timers a lower priority than arriving input).
+    QTimer ticker;
+    ticker.setTimerType(Qt::PreciseTimer);
+    ticker.setInterval(1);
+    QElapsedTimer sinceTick;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        run.maxTimerGapMs = std::max(run.maxTimerGapMs, static_cast<double>(sinceTick.nsecsElapsed()) / 1e6);
+        sinceTick.start();
+    });
+
+    QEventLoop loop;
+    QObject::connect(&controller, &ConversionController::allDone, &loop, &QEventLoop::quit);
+
+    QElapsedTimer timer;
+    timer.start();
+    sinceTick.start();
+    ticker.start();
+    probe.start();
+    controller.start({script}, ConversionOptions{}, QString());
+    loop.exec();
+    run.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    probe.stop();
+    ticker.stop();
+    run.maxHoldMs = probe.maxGapMs;
+    return run;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList args = QCoreApplication::arguments();
+    const qint64 lines = args.size() > 1 ? args.at(1).toLongLong() : 1000000;
+    const int repetitions = args.size() > 2 ? args.at(2).toInt() : 3;
+
+    const QString converter = ConversionController::resolveExecutable(makeRevitConverterInfo(true));
+    QTemporaryDir dir;
+    const QString script = dir.filePath(u"flood.rvt"_s);
+    QFile file(script);
+    if (!file.open(QIODevice::WriteOnly) || file.write("flood " + QByteArray::number(lines) + '\n') < 0) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(script));
+        return 1;
+    }
+    file.close();
+
+    // Best of several runs for both, so a stray scheduling hiccup does not decide the ratio.
+    double bestPipe = 1e9;
+    ControllerRun best{1e9, 0, 0};
+    double worstHold = 0;
+    double worstTimerGap = 0;
+    for (int i = 0; i < repetitions; ++i) {
+        bestPipe = std::min(bestPipe, pipeSeconds(converter, script, lines));
+        const ControllerRun run = controllerRun(script);
+        if (run.lines != lines) {
+            std::fprintf(stderr, "controller logged %lld lines, expected %lld\n",
+                         static_cast<long long>(run.lines), static_cast<long long>(lines));
+            return 1;
+        }
+        worstHold = std::max(worstHold, run.maxHoldMs);
+        worstTimerGap = std::max(worstTimerGap, run.maxTimerGapMs);
+        if (run.seconds < best.seconds)
+            best = run;
+    }
+
+    const double pipeRate = static_cast<double>(lines) / bestPipe;
+    const double controllerRate = static_cast<double>(lines) / best.seconds;
+    print("lines", static_cast<double>(lines));
+    print("pipe_wc_seconds", bestPipe);
+    print("pipe_wc_lines_per_second", pipeRate);
+    print("controller_seconds", best.seconds);
+    print("controller_lines_per_second", controllerRate);
+    print("controller_max_event_loop_hold_ms", worstHold);
+    print("controller_max_timer_delay_ms", worstTimerGap);
+    print("ratio_controller_to_pipe", controllerRate / pipeRate);
+    return 0;
+}
