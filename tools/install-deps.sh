@@ -10,10 +10,11 @@ packages=(
     fonts-lato fonts-dejavu-core
     aha
 )
-# The test suite also compiles the Windows-only files with MinGW and compares the log
-# benchmark with aha; the program alone needs neither.
+# The test suite also compiles the Windows-only files with MinGW, compares the log
+# benchmark with aha and asks a stand-in desktop portal on a private dbus-daemon; the
+# program alone needs none of them.
 if [ "${1:-}" = "--tests" ]; then
-    packages+=(g++-mingw-w64-x86-64)
+    packages+=(g++-mingw-w64-x86-64 dbus-daemon)
 fi
 
 missing=()
