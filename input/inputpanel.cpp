@@ -274,7 +274,8 @@ void InputPanel::rememberDirectory(const QString &dir)
 
 void InputPanel::onBrowseFile()
 {
-    const QString path = fileDialogs.openFileName(this, tr("Select Project File"), startDirectory(), dialogFilter);
+    const QString path =
+        fileDialogs.openFileName(this, tr("Select Project File"), startDirectory(), dialogFilter);
     if (path.isEmpty())
         return;
     rememberDirectory(QFileInfo(path).absolutePath());
@@ -326,7 +327,8 @@ void InputPanel::onBrowseFiles()
     Q_EMIT multipleFilesSelected(selectedFileList);
 }
 
-InputPanel::DroppedInput InputPanel::collectDrop(const QList<QUrl> &urls, const QStringList &acceptedExtensions)
+InputPanel::DroppedInput InputPanel::collectDrop(const QList<QUrl> &urls,
+                                                 const QStringList &acceptedExtensions)
 {
     DroppedInput dropped;
     for (const QUrl &url : urls) {

@@ -148,20 +148,20 @@ void InputScanner::startScan(const QString &path, const QStringList &nameFilters
 
     const quint32 request = ++generation;
     const QPointer<InputScanner> self(this);
-    QThread *thread = QThread::create([self, request, path, nameFilters, singleFile, includeSubfolders, dir,
-                                       work = scanFunction] {
-        ScanResult result = work(path, nameFilters, singleFile, includeSubfolders);
-        QCoreApplication *app = QCoreApplication::instance();
-        if (!app)
-            return;
-        QMetaObject::invokeMethod(
-            app,
-            [self, request, result = std::move(result), dir] {
-                if (self)
-                    self->onScanFinished(request, result, dir);
-            },
-            Qt::QueuedConnection);
-    });
+    QThread *thread = QThread::create(
+        [self, request, path, nameFilters, singleFile, includeSubfolders, dir, work = scanFunction] {
+            ScanResult result = work(path, nameFilters, singleFile, includeSubfolders);
+            QCoreApplication *app = QCoreApplication::instance();
+            if (!app)
+                return;
+            QMetaObject::invokeMethod(
+                app,
+                [self, request, result = std::move(result), dir] {
+                    if (self)
+                        self->onScanFinished(request, result, dir);
+                },
+                Qt::QueuedConnection);
+        });
     connect(thread, &QThread::finished, thread, &QObject::deleteLater);
     thread->start(QThread::InheritPriority);
 }

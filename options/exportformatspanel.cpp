@@ -18,7 +18,8 @@ QString ExportFormatsPanel::lockToolTip(const ExportFormat &format)
 {
     if (!format.locked)
         return {};
-    return format.checked ? tr("Required format — cannot be disabled") : tr("Not available for this converter");
+    return format.checked ? tr("Required format — cannot be disabled")
+                          : tr("Not available for this converter");
 }
 
 void ExportFormatsPanel::setConverter(const ConverterInfo &info)

@@ -173,7 +173,8 @@ void OptionsPanel::buildModes(const ConverterInfo &info, QWidget *parent)
 
     connect(modeButtonGroup, &QButtonGroup::idClicked, this, &OptionsPanel::onModeClicked);
 
-    if (isRevit) {
+    // The category file has somewhere to go only when there is a custom row.
+    if (isRevit && customEdit) {
         modeGroupBox->setAcceptDrops(true);
         modeGroupBox->installEventFilter(this);
         dropOverlay = new DropOverlay(modeGroupBox);
@@ -204,9 +205,10 @@ void OptionsPanel::buildOptions(const ConverterInfo &info, QWidget *parent)
     auto *layout = new QVBoxLayout(optionsGroupBox);
     layout->setAlignment(Qt::AlignTop);
 
-    checkBoundingBox = addOption(info.supportsBoundingBox, u"checkBoundingBox"_s, tr("Add BBox geometry information"),
-                                 tr("Adds columns: MinX, MinY, MinZ, MaxX, MaxY, MaxZ\n"
-                                    "Output: bounding box coordinates per element in XLSX"));
+    checkBoundingBox =
+        addOption(info.supportsBoundingBox, u"checkBoundingBox"_s, tr("Add BBox geometry information"),
+                  tr("Adds columns: MinX, MinY, MinZ, MaxX, MaxY, MaxZ\n"
+                     "Output: bounding box coordinates per element in XLSX"));
     checkRoomData = addOption(info.supportsRooms, u"checkRoomData"_s, tr("Add ToRoom/FromRoom data"),
                               tr("Adds columns: ToRoom, FromRoom for doors/windows/openings\n"
                                  "Shows which rooms an element connects"));
@@ -231,10 +233,10 @@ void OptionsPanel::buildOptions(const ConverterInfo &info, QWidget *parent)
     checkSheetsPdf = addOption(info.supportsSheetsToPdf, u"checkSheetsPdf"_s, tr("Export all Sheets to PDF"),
                                tr("Creates PDF files for each sheet view\n"
                                   "Output: <filename>_sheets/<sheet_name>.pdf"));
-    checkExactOutputPath = addOption(true, u"checkExactOutputPath"_s,
-                                     tr("Use exact output path (no timestamp suffix)"),
-                                     tr("Default: output_2026-02-20_143012.xlsx\n"
-                                        "With this: output.xlsx (overwrites existing)"));
+    checkExactOutputPath =
+        addOption(true, u"checkExactOutputPath"_s, tr("Use exact output path (no timestamp suffix)"),
+                  tr("Default: output_2026-02-20_143012.xlsx\n"
+                     "With this: output.xlsx (overwrites existing)"));
 }
 
 void OptionsPanel::onModeClicked()
@@ -278,9 +280,7 @@ bool OptionsPanel::eventFilter(QObject *watched, QEvent *event)
         }
         return true;
     }
-    case QEvent::DragLeave:
-        dropOverlay->hide();
-        return true;
+    case QEvent::DragLeave: dropOverlay->hide(); return true;
     case QEvent::Drop: {
         auto *drop = static_cast<QDropEvent *>(event);
         dropOverlay->hide();
@@ -294,8 +294,7 @@ bool OptionsPanel::eventFilter(QObject *watched, QEvent *event)
         drop->acceptProposedAction();
         return true;
     }
-    default:
-        return QWidget::eventFilter(watched, event);
+    default: return QWidget::eventFilter(watched, event);
     }
 }
 

@@ -56,7 +56,8 @@ protected:
 private:
     void buildModes(const ConverterInfo &info, QWidget *content);
     void buildOptions(const ConverterInfo &info, QWidget *content);
-    QCheckBox *addOption(bool present, const QString &objectName, const QString &text, const QString &toolTip);
+    QCheckBox *addOption(bool present, const QString &objectName, const QString &text,
+                         const QString &toolTip);
     void onModeClicked();
     void onBrowseCategoryFile();
 

@@ -90,8 +90,9 @@ bool OutputPanel::openFolderAfterConversion() const
 
 void OutputPanel::onBrowseFolder()
 {
-    const QString start = settings ? settings->value(SettingsKeys::defaultOutputDir(), QDir::currentPath()).toString()
-                                   : QDir::currentPath();
+    const QString start =
+        settings ? settings->value(SettingsKeys::defaultOutputDir(), QDir::currentPath()).toString()
+                 : QDir::currentPath();
     const QString answer = fileDialogs.existingDirectory(this, tr("Select Folder"), start);
     if (answer.isEmpty())
         return;
@@ -148,7 +149,8 @@ void OutputPanel::dragLeaveEvent(QDragLeaveEvent *event)
 void OutputPanel::dropEvent(QDropEvent *event)
 {
     dropOverlay->hide();
-    const QString folder = event->mimeData()->hasUrls() ? firstLocalFolder(event->mimeData()->urls()) : QString();
+    const QString folder =
+        event->mimeData()->hasUrls() ? firstLocalFolder(event->mimeData()->urls()) : QString();
     if (folder.isEmpty()) {
         event->ignore();
         return;

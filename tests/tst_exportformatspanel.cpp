@@ -83,8 +83,10 @@ void tst_ExportFormatsPanel::locksAndToolTips_data()
     QTest::addColumn<bool>("enabled");
     QTest::addColumn<QString>("toolTip");
 
-    QTest::addRow("locked and checked") << u"A"_s << true << false << u"Required format — cannot be disabled"_s;
-    QTest::addRow("locked and unchecked") << u"B"_s << false << false << u"Not available for this converter"_s;
+    QTest::addRow("locked and checked")
+        << u"A"_s << true << false << u"Required format — cannot be disabled"_s;
+    QTest::addRow("locked and unchecked")
+        << u"B"_s << false << false << u"Not available for this converter"_s;
     QTest::addRow("free") << u"COLLADA"_s << true << true << QString();
     QTest::addRow("not checkable") << u"D"_s << false << true << QString();
 }
@@ -138,7 +140,8 @@ void tst_ExportFormatsPanel::uncheckedQueries_data()
     QTest::addRow("revit, all on") << makeRevitConverterInfo(true) << QString() << false << false;
     QTest::addRow("revit, xlsx off") << makeRevitConverterInfo(true) << u"XLSX"_s << true << false;
     QTest::addRow("revit, collada off") << makeRevitConverterInfo(true) << u"COLLADA"_s << false << true;
-    QTest::addRow("dwg has no collada to switch off") << makeDwgConverterInfo(true) << u"XLSX"_s << true << false;
+    QTest::addRow("dwg has no collada to switch off")
+        << makeDwgConverterInfo(true) << u"XLSX"_s << true << false;
     QTest::addRow("no formats at all") << ConverterInfo() << QString() << false << false;
 }
 

@@ -70,8 +70,8 @@ void tst_InputPanel::init()
     QVERIFY(dir->isValid());
     settings = std::make_unique<QSettings>(dir->filePath(u"settings.ini"_s), QSettings::IniFormat);
     fakeDialogs = FakeFileDialogs();
-    for (const QString &name : {u"models/a.rvt"_s, u"models/b.rfa"_s, u"models/c.rvt"_s, u"models/MODEL.RVT"_s,
-                                u"models/notes.txt"_s, u"models/site.ifc"_s})
+    for (const QString &name : {u"models/a.rvt"_s, u"models/b.rfa"_s, u"models/c.rvt"_s,
+                                u"models/MODEL.RVT"_s, u"models/notes.txt"_s, u"models/site.ifc"_s})
         QVERIFY(writeFile(path(name)));
     QVERIFY(QDir().mkpath(path(u"folder1"_s)));
     QVERIFY(QDir().mkpath(path(u"folder2"_s)));
@@ -152,23 +152,25 @@ void tst_InputPanel::drops_data()
     QTest::addColumn<int>("listSignals");
 
     QTest::addRow("folder wins over files")
-        << u"revit"_s << QStringList{u"models/a.rvt"_s, u"folder1"_s, u"models/c.rvt"_s} << true << Mode::Folder
-        << QStringList{u"folder1"_s} << 0;
+        << u"revit"_s << QStringList{u"models/a.rvt"_s, u"folder1"_s, u"models/c.rvt"_s} << true
+        << Mode::Folder << QStringList{u"folder1"_s} << 0;
     QTest::addRow("second folder ignored") << u"revit"_s << QStringList{u"folder1"_s, u"folder2"_s} << true
                                            << Mode::Folder << QStringList{u"folder1"_s} << 0;
     QTest::addRow("MODEL.RVT accepted by Revit") << u"revit"_s << QStringList{u"models/MODEL.RVT"_s} << true
                                                  << Mode::Single << QStringList{u"models/MODEL.RVT"_s} << 0;
-    QTest::addRow("other files skipped") << u"revit"_s << QStringList{u"models/notes.txt"_s, u"models/b.rfa"_s}
-                                         << true << Mode::Single << QStringList{u"models/b.rfa"_s} << 0;
+    QTest::addRow("other files skipped")
+        << u"revit"_s << QStringList{u"models/notes.txt"_s, u"models/b.rfa"_s} << true << Mode::Single
+        << QStringList{u"models/b.rfa"_s} << 0;
     QTest::addRow("several files replace the list")
         << u"revit"_s << QStringList{u"models/c.rvt"_s, u"models/b.rfa"_s} << true << Mode::Multiple
         << QStringList{u"models/c.rvt"_s, u"models/b.rfa"_s} << 1;
     QTest::addRow(".rvt refused by the IFC converter")
         << u"ifc"_s << QStringList{u"models/a.rvt"_s} << false << Mode::Single << QStringList{} << 0;
-    QTest::addRow(".ifc accepted by the IFC converter") << u"ifc"_s << QStringList{u"models/site.ifc"_s} << true
-                                                        << Mode::Single << QStringList{u"models/site.ifc"_s} << 0;
-    QTest::addRow("only unaccepted files") << u"revit"_s << QStringList{u"models/notes.txt"_s} << false
-                                           << Mode::Single << QStringList{} << 0;
+    QTest::addRow(".ifc accepted by the IFC converter")
+        << u"ifc"_s << QStringList{u"models/site.ifc"_s} << true << Mode::Single
+        << QStringList{u"models/site.ifc"_s} << 0;
+    QTest::addRow("only unaccepted files")
+        << u"revit"_s << QStringList{u"models/notes.txt"_s} << false << Mode::Single << QStringList{} << 0;
 }
 
 void tst_InputPanel::drops()
@@ -283,9 +285,11 @@ void tst_InputPanel::browsingAddsWithoutDuplicatesAndDropReplaces()
     panel->setMultipleMode();
     QCOMPARE(panel->selectedFiles().size(), 4);
 
-    QVERIFY(DropTesting::dragAndDrop(panel.get(), localUrls({path(u"models/b.rfa"_s), path(u"models/a.rvt"_s)}))
-                .dropped);
-    QCOMPARE(absolutePaths(panel->selectedFiles()), (QStringList{path(u"models/b.rfa"_s), path(u"models/a.rvt"_s)}));
+    QVERIFY(
+        DropTesting::dragAndDrop(panel.get(), localUrls({path(u"models/b.rfa"_s), path(u"models/a.rvt"_s)}))
+            .dropped);
+    QCOMPARE(absolutePaths(panel->selectedFiles()),
+             (QStringList{path(u"models/b.rfa"_s), path(u"models/a.rvt"_s)}));
 
     changed.clear();
     QTest::mouseClick(panel->findChild<QPushButton *>(u"clearFilesButton"_s), Qt::LeftButton);

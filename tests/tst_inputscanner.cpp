@@ -112,13 +112,17 @@ void tst_InputScanner::scanWalksTheDisk_data()
 
     // Tree: MODEL.RVT (10 B), model.rvt (20 B), family.rfa (30 B), notes.txt, sub/deep.rvt (40 B).
     QTest::addRow("folder: both cases once each, no subfolder")
-        << u""_s << false << false << QStringList{u"MODEL.RVT"_s, u"family.rfa"_s, u"model.rvt"_s} << qint64(60);
+        << u""_s << false << false << QStringList{u"MODEL.RVT"_s, u"family.rfa"_s, u"model.rvt"_s}
+        << qint64(60);
     QTest::addRow("folder with subfolders")
         << u""_s << false << true
         << QStringList{u"MODEL.RVT"_s, u"deep.rvt"_s, u"family.rfa"_s, u"model.rvt"_s} << qint64(100);
-    QTest::addRow("single file") << u"model.rvt"_s << true << false << QStringList{u"model.rvt"_s} << qint64(20);
-    QTest::addRow("single file that does not exist") << u"gone.rvt"_s << true << false << QStringList{} << qint64(0);
-    QTest::addRow("directory given as a single file") << u"sub"_s << true << false << QStringList{} << qint64(0);
+    QTest::addRow("single file") << u"model.rvt"_s << true << false << QStringList{u"model.rvt"_s}
+                                 << qint64(20);
+    QTest::addRow("single file that does not exist")
+        << u"gone.rvt"_s << true << false << QStringList{} << qint64(0);
+    QTest::addRow("directory given as a single file")
+        << u"sub"_s << true << false << QStringList{} << qint64(0);
     QTest::addRow("missing folder") << u"nowhere"_s << false << true << QStringList{} << qint64(0);
     QTest::addRow("folder without matches") << u"empty"_s << false << true << QStringList{} << qint64(0);
 }
@@ -140,8 +144,8 @@ void tst_InputScanner::scanWalksTheDisk()
     QVERIFY(writeFile(dir.filePath(u"sub/deep.rvt"_s), 40));
     QVERIFY(QDir().mkpath(dir.filePath(u"empty/inner"_s)));
 
-    const ScanResult result =
-        InputScanner::scan(path.isEmpty() ? dir.path() : dir.filePath(path), revitFilters, singleFile, recursive);
+    const ScanResult result = InputScanner::scan(path.isEmpty() ? dir.path() : dir.filePath(path),
+                                                 revitFilters, singleFile, recursive);
     QCOMPARE(fileNames(result.files), expected);
     QCOMPARE(result.fileCount, quint32(expected.size()));
     QCOMPARE(result.totalBytes, totalBytes);
@@ -159,12 +163,12 @@ void tst_InputScanner::changeText_data()
                                 << green(u"11 file(s)"_s) + u", "_s + green(u"1.1 KB total"_s);
     QTest::addRow("fewer files") << 3u << qint64(300) << 2u << qint64(200)
                                  << red(u"2 file(s)"_s) + u", "_s + red(u"200 B total"_s);
-    QTest::addRow("same count, larger") << 2u << qint64(200) << 2u << qint64(2048)
-                                        << u"2 file(s), "_s + green(u"2.0 KB total"_s);
-    QTest::addRow("more files, smaller total") << 2u << qint64(5000) << 3u << qint64(10)
-                                               << green(u"3 file(s)"_s) + u", "_s + red(u"10 B total"_s);
-    QTest::addRow("same count and size stays plain") << 2u << qint64(10) << 2u << qint64(10)
-                                                     << u"2 file(s), 10 B total"_s;
+    QTest::addRow("same count, larger")
+        << 2u << qint64(200) << 2u << qint64(2048) << u"2 file(s), "_s + green(u"2.0 KB total"_s);
+    QTest::addRow("more files, smaller total")
+        << 2u << qint64(5000) << 3u << qint64(10) << green(u"3 file(s)"_s) + u", "_s + red(u"10 B total"_s);
+    QTest::addRow("same count and size stays plain")
+        << 2u << qint64(10) << 2u << qint64(10) << u"2 file(s), 10 B total"_s;
 }
 
 void tst_InputScanner::changeText()
@@ -212,15 +216,16 @@ void tst_InputScanner::newestRequestWinsWhateverFinishesLast()
     auto release = std::make_shared<QSemaphore>();
     auto firstDone = std::make_shared<QSemaphore>();
     InputScanner scanner;
-    scanner.setScanFunction([=](const QString &path, const QStringList &filters, bool single, bool recursive) {
-        if (path == first) {
-            release->tryAcquire(1, 10000);
-            const ScanResult result = InputScanner::scan(path, filters, single, recursive);
-            firstDone->release();
-            return result;
-        }
-        return InputScanner::scan(path, filters, single, recursive);
-    });
+    scanner.setScanFunction(
+        [=](const QString &path, const QStringList &filters, bool single, bool recursive) {
+            if (path == first) {
+                release->tryAcquire(1, 10000);
+                const ScanResult result = InputScanner::scan(path, filters, single, recursive);
+                firstDone->release();
+                return result;
+            }
+            return InputScanner::scan(path, filters, single, recursive);
+        });
     QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
     QSignalSpy done(&scanner, &InputScanner::scanComplete);
 
@@ -246,12 +251,13 @@ void tst_InputScanner::resultAfterScannerIsGoneIsIgnored()
     auto release = std::make_shared<QSemaphore>();
     auto finished = std::make_shared<QSemaphore>();
     auto scanner = std::make_unique<InputScanner>();
-    scanner->setScanFunction([=](const QString &path, const QStringList &filters, bool single, bool recursive) {
-        release->tryAcquire(1, 10000);
-        const ScanResult result = InputScanner::scan(path, filters, single, recursive);
-        finished->release();
-        return result;
-    });
+    scanner->setScanFunction(
+        [=](const QString &path, const QStringList &filters, bool single, bool recursive) {
+            release->tryAcquire(1, 10000);
+            const ScanResult result = InputScanner::scan(path, filters, single, recursive);
+            finished->release();
+            return result;
+        });
     scanner->startScan(dir.path(), revitFilters, false, false);
     scanner.reset();
     release->release();
@@ -304,9 +310,7 @@ void tst_InputScanner::watchedFolderChangeIsShownThenFades()
         for (int i = 0; i < 10; ++i)
             QVERIFY(writeFile(dir.filePath(u"new%1.rvt"_s.arg(i))));
         break;
-    case 1:
-        QVERIFY(QFile::remove(dir.filePath(u"b.rvt"_s)));
-        break;
+    case 1: QVERIFY(QFile::remove(dir.filePath(u"b.rvt"_s))); break;
     case 2: {
         // Saved the way editors save: a temporary file renamed over the old one.
         QSaveFile save(dir.filePath(u"b.rvt"_s));

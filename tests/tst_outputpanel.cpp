@@ -104,8 +104,8 @@ void tst_OutputPanel::drops_data()
     QTest::addColumn<int>("signals");
 
     QTest::addRow("a folder") << false << QStringList{u"out1"_s} << u"out1"_s << 1;
-    QTest::addRow("the first of several folders") << false << QStringList{u"model.rvt"_s, u"out2"_s, u"out1"_s}
-                                                  << u"out2"_s << 1;
+    QTest::addRow("the first of several folders")
+        << false << QStringList{u"model.rvt"_s, u"out2"_s, u"out1"_s} << u"out2"_s << 1;
     // Unchecking announces itself, then the new folder does.
     QTest::addRow("a folder while same-as-project is on") << true << QStringList{u"out1"_s} << u"out1"_s << 2;
     QTest::addRow("a file is refused") << false << QStringList{u"model.rvt"_s} << QString() << 0;

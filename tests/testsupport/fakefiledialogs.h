@@ -41,11 +41,14 @@ struct FakeFileDialogs
             state->calls.append({kind, caption, dir, filter});
             return state->answers.isEmpty() ? QStringList() : state->answers.takeFirst();
         };
-        result.openFileName = [next](QWidget *, const QString &caption, const QString &dir, const QString &filter) {
+        result.openFileName = [next](QWidget *, const QString &caption, const QString &dir,
+                                     const QString &filter) {
             return next(QStringLiteral("file"), caption, dir, filter).value(0);
         };
         result.openFileNames = [next](QWidget *, const QString &caption, const QString &dir,
-                                      const QString &filter) { return next(QStringLiteral("files"), caption, dir, filter); };
+                                      const QString &filter) {
+            return next(QStringLiteral("files"), caption, dir, filter);
+        };
         result.existingDirectory = [next](QWidget *, const QString &caption, const QString &dir) {
             return next(QStringLiteral("folder"), caption, dir, QString()).value(0);
         };
