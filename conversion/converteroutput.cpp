@@ -4,9 +4,33 @@
 #include <QRegularExpression>
 #include <QStringMatcher>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+// The captured digits (with at most one point) as a rounded percentage. std::from_chars
+// reads them as toDouble would, without the locale machinery that a flood of progress
+// lines would pay for; std::round rounds half away from zero. Absurdly large values are
+// held at a billion, which keeps every later sum inside an int.
+int roundedPercent(QStringView digits)
+{
+    double value = 0;
+    char text[64];
+    if (digits.size() < qsizetype(sizeof text)) {
+        for (qsizetype i = 0; i < digits.size(); ++i)
+            text[i] = static_cast<char>(digits.at(i).unicode());
+        std::from_chars(text, text + digits.size(), value);
+    } else {
+        value = digits.toDouble();
+    }
+    return static_cast<int>(std::min(std::round(value), 1e9));
+}
+
+} // namespace
 
 ConverterLine interpretConverterLine(QStringView line)
 {
@@ -25,8 +49,7 @@ ConverterLine interpretConverterLine(QStringView line)
         const auto m = progressPattern.match(line);
         if (m.hasMatch()) {
             result.hasProgress = true;
-            // std::round rounds half away from zero, as the converters' own figures do.
-            result.filePercent = static_cast<int>(std::round(m.captured(1).toDouble()));
+            result.filePercent = roundedPercent(m.capturedView(1));
         }
     }
     if (stageTag.indexIn(line) >= 0) {

@@ -66,6 +66,10 @@ void tst_ConverterOutput::lines_data()
     QTest::addRow("whole number 7") << u"Progress: 7%"_s << 7 << none << none;
     QTest::addRow("trailing dot") << u"Progress: 5.%"_s << 5 << none << none;
     QTest::addRow("over 100 is not capped") << u"Progress: 150%"_s << 150 << none << none;
+    QTest::addRow("absurd value held at a billion")
+        << u"Progress: 123456789012345678901234567890%"_s << 1000000000 << none << none;
+    QTest::addRow("seventy digits held at a billion")
+        << (u"Progress: "_s + QString(70, u'9') + u"%"_s) << 1000000000 << none << none;
     QTest::addRow(".5 needs a leading digit") << u"Progress: .5%"_s << -1 << none << none;
     QTest::addRow("text around progress") << u"[Info] Progress: 40% done"_s << 40 << none << none;
     QTest::addRow("no percent sign") << u"Progress: 40"_s << -1 << none << none;
