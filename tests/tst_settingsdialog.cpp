@@ -95,11 +95,8 @@ void tst_SettingsDialog::editorsExist()
     for (QObject *editor : std::initializer_list<QObject *>{e.autoCheck, e.interval, e.confirm, e.theme,
                                                             e.blinkingOff, e.fps, e.ok, e.cancel})
         QVERIFY(editor);
-    QCOMPARE(dialog.windowTitle(), u"Settings"_s);
-    QVERIFY(dialog.minimumWidth() >= 420);
+    // Enter in any editor saves.
     QVERIFY(e.ok->isDefault());
-    QCOMPARE(e.fps->minimum(), 10);
-    QCOMPARE(e.fps->maximum(), 60);
     const auto *tabs = dialog.findChild<QTabWidget *>();
     QVERIFY(tabs);
     QCOMPARE(tabs->count(), 2);
