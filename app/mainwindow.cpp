@@ -106,8 +106,9 @@ MainWindow::MainWindow(const ConverterInfo &converterInfo, QWidget *parent)
     QApplication::setFont(interfaceFont);
     setWindowTitle(converter.displayName);
     setMinimumSize(900, 600);
+    // The sizes a title bar and a task bar ask for; each file is decoded right here.
     QIcon appIcon;
-    for (const int size : {16, 32, 48, 64, 128, 256})
+    for (const int size : {16, 32, 48, 64})
         appIcon.addFile(u":/app/icons/kvtconverter-%1.png"_s.arg(size), QSize(size, size));
     setWindowIcon(appIcon);
     controller->setConverter(converter);
@@ -141,7 +142,6 @@ MainWindow::MainWindow(const ConverterInfo &converterInfo, QWidget *parent)
 
     toast = new ToastWidget(this);
     toast->setObjectName(u"toast"_s);
-    tabPulse->setDarkTheme(isDarkTheme(*settings, systemPrefersDark));
 
     // Nothing online happens before the window is up: the update check and the banners wait.
     QTimer::singleShot(3000, this,
@@ -464,6 +464,11 @@ void MainWindow::restoreWindowGeometry()
     const QRect frame = RunFlow::defaultGeometry(screen->availableGeometry());
     resize(frame.size());
     move(frame.topLeft());
+}
+
+void MainWindow::setDarkTheme(bool dark)
+{
+    tabPulse->setDarkTheme(dark);
 }
 
 void MainWindow::setMessageBoxes(MessageBoxes boxes)

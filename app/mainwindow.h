@@ -56,6 +56,10 @@ public:
     // Opens what was named on the command line: a folder, one file or several files.
     void openPaths(const QStringList &paths);
 
+    // The theme start-up chose, so the tab pulse starts from the matching grey without
+    // asking the desktop a second time.
+    void setDarkTheme(bool dark);
+
     // Seams for tests: answers for the error and question boxes, and how folders are opened.
     void setMessageBoxes(MessageBoxes boxes);
     using UrlOpener = std::function<bool(const QUrl &url)>;

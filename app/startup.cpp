@@ -27,7 +27,8 @@ int run(int &argc, char **argv, const Options &options)
     const ConverterInfo info = makeRevitConverterInfo(true);
     QCoreApplication::setApplicationName(info.displayName);
 
-    applyStyleSheet(app, isDarkTheme(info.displayName));
+    const bool dark = isDarkTheme(info.displayName);
+    applyStyleSheet(app, dark);
 
     auto *splash = new QSplashScreen(
         splashPixmap(QPixmap(u":/res/png/splash_screen.png"_s), QGuiApplication::primaryScreen()));
@@ -40,11 +41,12 @@ int run(int &argc, char **argv, const Options &options)
     const int delay = remainingSplashMs(splashTimer.elapsed(), options.minimumSplashMs);
 
     const QStringList arguments = QCoreApplication::arguments();
-    QTimer::singleShot(delay, &app, [splash, info, arguments, &options] {
+    QTimer::singleShot(delay, &app, [splash, info, arguments, dark, &options] {
         splash->close();
         delete splash;
         auto *window = new MainWindow(info);
         window->setAttribute(Qt::WA_DeleteOnClose);
+        window->setDarkTheme(dark);
         if (arguments.size() > 1)
             window->openPaths(pathsToOpen(arguments));
         window->show();

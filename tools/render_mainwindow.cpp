@@ -89,6 +89,7 @@ bool renderTheme(QApplication &app, bool dark, const QString &outputFolder, cons
         return QMessageBox::Yes;
     };
     window->setMessageBoxes(boxes);
+    window->setDarkTheme(dark);
     window->resize(size);
     window->show();
     window->findChild<QCheckBox *>(u"sameAsProjectCheck"_s)->setChecked(true);

@@ -1,0 +1,687 @@
+// The main window end to end on the offscreen platform, driving the stand-in converter in
+// kavantolibs/ beside this test: whole runs, stop, close, retry, validation, confirmation,
+// opening paths, remembered folders, and the run's requests reaching the controller.
+
+#include "app/mainwindow.h"
+#include "app/settingskeys.h"
+#include "conversion/conversioncontroller.h"
+#include "input/inputpanel.h"
+#include "options/outputpanel.h"
+#include "progress/batchpanel.h"
+#include "progress/progresspanel.h"
+#include "progress/tabpulseanimator.h"
+#include "progress/toastwidget.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QContextMenuEvent>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QMenu>
+#include <QProgressBar>
+#include <QProcess>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <algorithm>
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString appTitle = u"KVT Revit Community"_s;
+
+// Scripts for the stand-in converter (its grammar is at the top of its source).
+const QByteArray quickSuccess = "stage Exporting\nprogress 50\nprogress 100\n";
+const QByteArray versionFailure = "error broken model\nexit 2\n";
+const QByteArray hangs = "stage Waiting\nhang\n";
+const QByteArray slowSuccess = "stage Working\nprogress 10\nsleep 1500\nprogress 100\n";
+
+struct AskedQuestion
+{
+    QString text;
+    QMessageBox::StandardButtons buttons;
+    QMessageBox::StandardButton defaultButton;
+};
+
+} // namespace
+
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void wholeRunThenRetryFailed();
+    void retryOfferedInTheFilesContextMenu();
+    void stopAnsweredNoThenYes();
+    void closeWhileRunning_data();
+    void closeWhileRunning();
+    void validationMessagesInOrder_data();
+    void validationMessagesInOrder();
+    void confirmation_data();
+    void confirmation();
+    void openPaths_data();
+    void openPaths();
+    void defaultAndStoredGeometry();
+    void rememberedFoldersPerConverter();
+    void titleAndProgressTextsWhileRunning();
+    void convertNextAndDisableReachTheController();
+    void shortcutsStartAndStop();
+
+private:
+    MainWindow *makeWindow(const ConverterInfo &info = makeRevitConverterInfo(true));
+    QString writeScript(const QString &name, const QByteArray &script, const QString &folder = {});
+    ConversionController *controller() const { return window->findChild<ConversionController *>(); }
+    BatchPanel *batch() const { return window->findChild<BatchPanel *>(); }
+    InputPanel *input() const { return window->findChild<InputPanel *>(); }
+    OutputPanel *output() const { return window->findChild<OutputPanel *>(); }
+    ProgressPanel *log() const { return window->findChild<ProgressPanel *>(); }
+    QTabWidget *tabs() const { return window->findChild<QTabWidget *>(u"mainTabs"_s); }
+    QProgressBar *bar() const { return window->findChild<QProgressBar *>(u"progressBar"_s); }
+    QLabel *progressText() const { return window->findChild<QLabel *>(u"progressTextLabel"_s); }
+    QPushButton *button(const QString &name) const { return window->findChild<QPushButton *>(name); }
+    int fileIndex(const QString &path) const;
+    bool waitUntilRunning(const QString &path);
+    void setOutputFolder();
+
+    std::unique_ptr<QTemporaryDir> work;
+    std::unique_ptr<MainWindow> window;
+    QStringList errors;
+    QList<AskedQuestion> questions;
+    QMessageBox::StandardButton answer = QMessageBox::Yes;
+    QList<QUrl> openedUrls;
+};
+
+void TestMainWindow::initTestCase()
+{
+    const QString converter =
+        QDir(QCoreApplication::applicationDirPath()).filePath(u"kavantolibs/RvtExporter.exe"_s);
+    QVERIFY2(QFileInfo::exists(converter), qPrintable(converter));
+    // Nothing listens there: the banner fetch fails at once and nothing leaves the machine.
+    qputenv("KVT_UPDATE_HOST", "https://127.0.0.1:9");
+}
+
+void TestMainWindow::init()
+{
+    for (const QString &name : {appTitle, u"KVT IFC Community"_s}) {
+        QSettings settings(SettingsKeys::organisationName(), name);
+        settings.clear();
+        settings.setValue(SettingsKeys::autoCheckUpdates(), false);
+    }
+    work = std::make_unique<QTemporaryDir>();
+    errors.clear();
+    questions.clear();
+    openedUrls.clear();
+    answer = QMessageBox::Yes;
+}
+
+void TestMainWindow::cleanup()
+{
+    if (window && controller()->isRunning())
+        controller()->stop();
+    window.reset();
+    work.reset();
+}
+
+MainWindow *TestMainWindow::makeWindow(const ConverterInfo &info)
+{
+    window = std::make_unique<MainWindow>(info);
+    MessageBoxes boxes;
+    boxes.showError = [this](QWidget *, const QString &text) { errors.append(text); };
+    boxes.ask = [this](QWidget *, const QString &text, QMessageBox::StandardButtons buttons,
+                       QMessageBox::StandardButton defaultButton) {
+        questions.append({text, buttons, defaultButton});
+        return answer;
+    };
+    window->setMessageBoxes(boxes);
+    window->setUrlOpener([this](const QUrl &url) {
+        openedUrls.append(url);
+        return true;
+    });
+    window->show();
+    return window.get();
+}
+
+QString TestMainWindow::writeScript(const QString &name, const QByteArray &script, const QString &folder)
+{
+    const QString dir = folder.isEmpty() ? work->path() : folder;
+    QDir().mkpath(dir);
+    const QString path = QDir(dir).filePath(name);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return {};
+    file.write(script);
+    return path;
+}
+
+// The file's index in the batch table, while no file of it is disabled.
+int TestMainWindow::fileIndex(const QString &path) const
+{
+    const QFileInfoList files = batch()->activeFiles();
+    for (int i = 0; i < files.size(); ++i) {
+        if (files.at(i).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
+            return i;
+    }
+    return -1;
+}
+
+bool TestMainWindow::waitUntilRunning(const QString &path)
+{
+    const int index = fileIndex(path);
+    return QTest::qWaitFor([&] { return batch()->statusOf(index) == FileStatus::Running; }, 10000);
+}
+
+void TestMainWindow::setOutputFolder()
+{
+    output()->setOutputDir(work->filePath(u"out/nested"_s));
+}
+
+void TestMainWindow::wholeRunThenRetryFailed()
+{
+    makeWindow();
+    const QString a = writeScript(u"a.rvt"_s, quickSuccess);
+    const QString b = writeScript(u"b.rvt"_s, versionFailure);
+    const QString c = writeScript(u"c.rvt"_s, hangs);
+    window->openPaths({a, b, c});
+    setOutputFolder();
+    QSignalSpy started(controller(), &ConversionController::fileStarted);
+
+    window->onStartRequested();
+    QVERIFY(errors.isEmpty());
+    QVERIFY(window->isRunning());
+    // A missing output folder is made, parents and all.
+    QVERIFY(QFileInfo(work->filePath(u"out/nested"_s)).isDir());
+    QCOMPARE(tabs()->currentIndex(), 1);
+
+    QVERIFY(waitUntilRunning(c));
+    button(u"batchSkipButton"_s)->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+
+    QCOMPARE(bar()->value(), 100);
+    QCOMPARE(bar()->property("barRole").toString(), u"error"_s);
+    QCOMPARE(progressText()->text(), u"1 succeeded, 1 failed, 1 skipped."_s);
+    QCOMPARE(progressText()->property("textRole").toString(), u"error"_s);
+    QCOMPARE(tabs()->tabText(2), u"Files (1 failed)"_s);
+    QCOMPARE(window->windowTitle(), appTitle);
+    QCOMPARE(batch()->statusOf(fileIndex(a)), FileStatus::Done);
+    QCOMPARE(batch()->statusOf(fileIndex(b)), FileStatus::Failed);
+    QCOMPARE(batch()->exitCodeOf(fileIndex(b)), 2);
+    QCOMPARE(batch()->statusOf(fileIndex(c)), FileStatus::Skipped);
+    const QString text = log()->plainText();
+    QVERIFY2(text.contains(u"[ERROR] b.rvt: File version is not supported by this converter."_s),
+             qPrintable(text));
+    QVERIFY2(text.contains(u"[SKIPPED] c.rvt: Skipped by user."_s), qPrintable(text));
+    // The converter's own lines come before the verdict on its file.
+    QVERIFY(text.indexOf(u"broken model"_s) < text.indexOf(u"[ERROR] b.rvt"_s));
+    const QString toast = window->findChild<ToastWidget *>()->text();
+    QVERIFY2(QRegularExpression(u"^Done: 1 succeeded, 1 failed, 1 skipped \\(\\d\\d:\\d\\d\\)$"_s)
+                 .match(toast)
+                 .hasMatch(),
+             qPrintable(toast));
+    QVERIFY(button(u"openOutputFolderButton"_s)->isVisibleTo(window.get()));
+    QCOMPARE(started.size(), 3);
+
+    // Retry runs only the failed file and leaves the done and the skipped one as they were.
+    QPushButton *retry = button(u"retryFailedButton"_s);
+    QVERIFY(!retry->isHidden());
+    started.clear();
+    retry->click();
+    QVERIFY(window->isRunning());
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    QCOMPARE(started.size(), 1);
+    QCOMPARE(started.at(0).at(1).toInt(), 1);
+    QCOMPARE(started.at(0).at(2).toString(), QFileInfo(b).absoluteFilePath());
+    QCOMPARE(batch()->statusOf(fileIndex(a)), FileStatus::Done);
+    QCOMPARE(batch()->statusOf(fileIndex(b)), FileStatus::Failed);
+    QCOMPARE(batch()->statusOf(fileIndex(c)), FileStatus::Skipped);
+    QCOMPARE(progressText()->text(), u"0 succeeded, 1 failed."_s);
+    QCOMPARE(tabs()->tabText(2), u"Files (1 failed)"_s);
+
+    // The output folder the button opens is the one of the run.
+    button(u"openOutputFolderButton"_s)->click();
+    QCOMPARE(openedUrls, QList<QUrl>{QUrl::fromLocalFile(work->filePath(u"out/nested"_s))});
+}
+
+void TestMainWindow::retryOfferedInTheFilesContextMenu()
+{
+    makeWindow();
+    const QString a = writeScript(u"a.rvt"_s, quickSuccess);
+    const QString b = writeScript(u"b.rvt"_s, versionFailure);
+    window->openPaths({a, b});
+    setOutputFolder();
+
+    const auto menuTexts = [this] {
+        QTableWidget *table = batch()->table();
+        const QPoint pos = table->visualItemRect(table->item(0, 0)).center();
+        QStringList texts;
+        QTimer::singleShot(0, this, [&texts] {
+            auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+            if (!menu)
+                return;
+            for (const QAction *action : menu->actions())
+                texts.append(action->text());
+            menu->close();
+        });
+        QContextMenuEvent event(QContextMenuEvent::Mouse, pos, table->viewport()->mapToGlobal(pos));
+        QApplication::sendEvent(table->viewport(), &event);
+        return texts;
+    };
+
+    const QStringList before = menuTexts();
+    QVERIFY2(before.contains(u"Copy Path"_s), qPrintable(before.join(u'|')));
+    QVERIFY(!before.contains(u"Retry Failed"_s));
+
+    window->onStartRequested();
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    const QStringList after = menuTexts();
+    QVERIFY2(after.contains(u"Retry Failed"_s), qPrintable(after.join(u'|')));
+    QVERIFY(after.contains(u"Copy Path"_s));
+}
+
+void TestMainWindow::stopAnsweredNoThenYes()
+{
+    makeWindow();
+    const QString s = writeScript(u"s.rvt"_s, slowSuccess);
+    const QString t = writeScript(u"t.rvt"_s, quickSuccess);
+    window->openPaths({s, t});
+    setOutputFolder();
+    QSignalSpy done(controller(), &ConversionController::allDone);
+
+    window->onStartRequested();
+    QVERIFY(waitUntilRunning(s));
+
+    answer = QMessageBox::No;
+    window->onStopRequested();
+    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions.at(0).text, u"Are you sure you want to stop the process?"_s);
+    QCOMPARE(questions.at(0).buttons, QMessageBox::Yes | QMessageBox::No);
+    QCOMPARE(questions.at(0).defaultButton, QMessageBox::No);
+    QVERIFY(window->isRunning());
+    QVERIFY(controller()->isRunning());
+    QCOMPARE(button(u"startButton"_s)->text(), u"STOP"_s);
+
+    answer = QMessageBox::Yes;
+    window->onStopRequested();
+    QVERIFY(!window->isRunning());
+    QVERIFY(!controller()->isRunning());
+    QCOMPARE(batch()->statusOf(fileIndex(s)), FileStatus::Stopped);
+    QCOMPARE(batch()->exitCodeOf(fileIndex(s)), -2);
+    QCOMPARE(batch()->statusOf(fileIndex(t)), FileStatus::Canceled);
+    QPushButton *start = button(u"startButton"_s);
+    QCOMPARE(start->text(), u"START"_s);
+    QCOMPARE(start->property("buttonRole").toString(), u"start"_s);
+    QVERIFY(start->isEnabled());
+    QCOMPARE(window->windowTitle(), appTitle);
+    QVERIFY(log()->plainText().endsWith(u"Conversion cancelled by user."_s));
+    QCOMPARE(window->statusBar()->currentMessage(), u"Conversion cancelled."_s);
+    QVERIFY(window->findChild<TabPulseAnimator *>()->isAlert());
+    QVERIFY(input()->isEnabled());
+    QTest::qWait(300);
+    QCOMPARE(done.size(), 0);
+
+    // Stopped and canceled files are offered again, and both run to the end.
+    QPushButton *retry = button(u"retryFailedButton"_s);
+    QVERIFY(!retry->isHidden());
+    retry->click();
+    QVERIFY(!window->findChild<TabPulseAnimator *>()->isAlert());
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    QCOMPARE(progressText()->text(), u"2 file(s) converted successfully."_s);
+    QCOMPARE(progressText()->property("textRole").toString(), u"success"_s);
+    QCOMPARE(batch()->statusOf(fileIndex(s)), FileStatus::Done);
+    QCOMPARE(batch()->statusOf(fileIndex(t)), FileStatus::Done);
+    QVERIFY(retry->isHidden());
+}
+
+void TestMainWindow::closeWhileRunning_data()
+{
+    QTest::addColumn<bool>("quit");
+    QTest::addRow("answered No") << false;
+    QTest::addRow("answered Yes") << true;
+}
+
+void TestMainWindow::closeWhileRunning()
+{
+    QFETCH(bool, quit);
+    makeWindow();
+    const QString h = writeScript(u"h.rvt"_s, hangs);
+    window->openPaths({h, writeScript(u"i.rvt"_s, quickSuccess)});
+    setOutputFolder();
+    window->onStartRequested();
+    QVERIFY(waitUntilRunning(h));
+
+    answer = quit ? QMessageBox::Yes : QMessageBox::No;
+    QCOMPARE(window->close(), quit);
+    QCOMPARE(questions.size(), 1);
+    QCOMPARE(questions.at(0).text, u"A conversion is in progress. Quit anyway?"_s);
+    QCOMPARE(questions.at(0).defaultButton, QMessageBox::No);
+    QCOMPARE(controller()->isRunning(), !quit);
+    QCOMPARE(window->isVisible(), !quit);
+    const QSettings settings(SettingsKeys::organisationName(), appTitle);
+    if (quit) {
+        QCOMPARE(settings.value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
+        QVERIFY(!settings.value(SettingsKeys::windowGeometry()).toByteArray().isEmpty());
+    }
+    // Quitting does not leave the hung converter behind.
+    const QList<QProcess *> processes = controller()->findChildren<QProcess *>();
+    const bool converterAlive = std::any_of(processes.begin(), processes.end(), [](const QProcess *p) {
+        return p->state() != QProcess::NotRunning;
+    });
+    QCOMPARE(converterAlive, !quit);
+}
+
+void TestMainWindow::validationMessagesInOrder_data()
+{
+    QTest::addColumn<QString>("setup");
+    QTest::addColumn<QString>("message");
+
+    QTest::addRow("no output folder comes first")
+        << u"no-output"_s << u"Please, enter the output directory."_s;
+    QTest::addRow("single file, none chosen") << u"single"_s << u"Please, select the project file."_s;
+    QTest::addRow("folder, none chosen") << u"folder"_s << u"Please, enter the input directory."_s;
+    QTest::addRow("multiple, empty list") << u"multiple"_s << u"Please, select files to convert."_s;
+    QTest::addRow("a chosen file that is not there") << u"missing-file"_s << u"No active files to convert."_s;
+    QTest::addRow("every file disabled") << u"all-disabled"_s << u"No active files to convert."_s;
+}
+
+void TestMainWindow::validationMessagesInOrder()
+{
+    QFETCH(QString, setup);
+    makeWindow();
+    if (setup != "no-output"_L1)
+        setOutputFolder();
+    if (setup == "folder"_L1) {
+        input()->setFolderMode();
+    } else if (setup == "multiple"_L1) {
+        input()->setMultipleMode();
+    } else if (setup == "missing-file"_L1) {
+        input()->setFilePath(work->filePath(u"gone.rvt"_s));
+        Q_EMIT input()->inputChanged();
+    } else if (setup == "all-disabled"_L1) {
+        window->openPaths({writeScript(u"a.rvt"_s, quickSuccess), writeScript(u"b.rvt"_s, quickSuccess)});
+        batch()->disableFile(0);
+        batch()->disableFile(1);
+    }
+    QSignalSpy started(controller(), &ConversionController::fileStarted);
+
+    window->onStartRequested();
+    QFETCH(QString, message);
+    QCOMPARE(errors, QStringList{message});
+    QVERIFY(!window->isRunning());
+    QVERIFY(!controller()->isRunning());
+    QCOMPARE(started.size(), 0);
+    // A failed check changes nothing, not even the remembered folders.
+    const QSettings settings(SettingsKeys::organisationName(), appTitle);
+    QVERIFY(!settings.contains(u"revit/lastOutputDir"_s));
+}
+
+void TestMainWindow::confirmation_data()
+{
+    QTest::addColumn<int>("fileCount");
+    QTest::addColumn<int>("reply");
+    QTest::addColumn<QString>("question");
+
+    const QString mode = u"Mode: Standard - 724 Revit Categories (Moderate)"_s;
+    QTest::addRow("one file, cancelled")
+        << 1 << int(QMessageBox::Cancel) << u"Convert f0.rvt (%1 B)?\n\n"_s.arg(quickSuccess.size()) + mode;
+    QTest::addRow("one file, confirmed")
+        << 1 << int(QMessageBox::Yes) << u"Convert f0.rvt (%1 B)?\n\n"_s.arg(quickSuccess.size()) + mode;
+    QTest::addRow("three files, cancelled")
+        << 3 << int(QMessageBox::Cancel)
+        << u"Convert 3 files (%1 B)?\n\n"_s.arg(3 * quickSuccess.size()) + mode;
+    QTest::addRow("three files, closed")
+        << 3 << int(QMessageBox::NoButton)
+        << u"Convert 3 files (%1 B)?\n\n"_s.arg(3 * quickSuccess.size()) + mode;
+}
+
+void TestMainWindow::confirmation()
+{
+    QFETCH(int, fileCount);
+    QFETCH(int, reply);
+    QSettings(SettingsKeys::organisationName(), appTitle).setValue(SettingsKeys::confirmBeforeStart(), true);
+    makeWindow();
+    QStringList files;
+    for (int i = 0; i < fileCount; ++i)
+        files.append(writeScript(u"f%1.rvt"_s.arg(i), quickSuccess));
+    window->openPaths(files);
+    if (fileCount == 1)
+        QTRY_COMPARE(batch()->fileCount(), 1);
+    setOutputFolder();
+    QSignalSpy started(controller(), &ConversionController::fileStarted);
+
+    answer = QMessageBox::StandardButton(reply);
+    window->onStartRequested();
+    QCOMPARE(questions.size(), 1);
+    QFETCH(QString, question);
+    QCOMPARE(questions.at(0).text, question);
+    QCOMPARE(questions.at(0).buttons, QMessageBox::Yes | QMessageBox::Cancel);
+    QCOMPARE(questions.at(0).defaultButton, QMessageBox::Yes);
+    if (reply == QMessageBox::Yes) {
+        QVERIFY(window->isRunning());
+        QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+        QCOMPARE(started.size(), fileCount);
+    } else {
+        QVERIFY(!window->isRunning());
+        QCOMPARE(started.size(), 0);
+        QCOMPARE(batch()->statusOf(0), FileStatus::Pending);
+    }
+}
+
+void TestMainWindow::openPaths_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addRow("a folder wins over files") << u"folder"_s;
+    QTest::addRow("one accepted file") << u"one"_s;
+    QTest::addRow("several files") << u"several"_s;
+    QTest::addRow("junk only") << u"junk"_s;
+    QTest::addRow("nothing") << u"nothing"_s;
+}
+
+void TestMainWindow::openPaths()
+{
+    QFETCH(QString, kind);
+    makeWindow();
+    const QString folder = work->filePath(u"models"_s);
+    writeScript(u"x.rvt"_s, quickSuccess, folder);
+    writeScript(u"y.RFA"_s, quickSuccess, folder);
+    writeScript(u"z.ifc"_s, quickSuccess, folder);
+    const QString a = writeScript(u"a.rvt"_s, quickSuccess);
+    const QString b = writeScript(u"b.rfa"_s, quickSuccess);
+    const QString notes = writeScript(u"notes.txt"_s, "text");
+
+    if (kind == "folder"_L1) {
+        window->openPaths({a, folder, work->path()});
+        QVERIFY(input()->isFolderMode());
+        QCOMPARE(input()->folderPath(), QFileInfo(folder).absoluteFilePath());
+        QTRY_COMPARE(batch()->fileCount(), 2);
+    } else if (kind == "one"_L1) {
+        window->openPaths({notes, a, u"/no/such/file.rvt"_s});
+        QVERIFY(input()->isSingleFileMode());
+        QCOMPARE(input()->filePath(), QFileInfo(a).absoluteFilePath());
+        QTRY_COMPARE(batch()->fileCount(), 1);
+    } else if (kind == "several"_L1) {
+        window->openPaths({b, notes, a});
+        QVERIFY(input()->isMultipleMode());
+        QCOMPARE(input()->selectedFiles().size(), 2);
+        QCOMPARE(batch()->fileCount(), 2);
+        QCOMPARE(batch()->activeFiles().at(0).absoluteFilePath(), QFileInfo(b).absoluteFilePath());
+        QCOMPARE(tabs()->currentIndex(), 2);
+    } else {
+        window->openPaths(kind == "junk"_L1 ? QStringList{notes, u"/no/such/dir/"_s, QString()}
+                                            : QStringList());
+        QVERIFY(input()->isSingleFileMode());
+        QVERIFY(input()->filePath().isEmpty());
+        QVERIFY(input()->folderPath().isEmpty());
+        QTest::qWait(100);
+        QCOMPARE(batch()->fileCount(), 0);
+        QCOMPARE(tabs()->currentIndex(), 0);
+    }
+}
+
+void TestMainWindow::defaultAndStoredGeometry()
+{
+    makeWindow();
+    const QRect expected = RunFlow::defaultGeometry(QGuiApplication::primaryScreen()->availableGeometry());
+    QCOMPARE(window->size(), expected.size());
+    QCOMPARE(window->pos(), expected.topLeft());
+    QVERIFY(window->minimumSize() == QSize(900, 600));
+
+    window->resize(1000, 700);
+    window->move(20, 30);
+    QVERIFY(window->close());
+    window.reset();
+    makeWindow();
+    QCOMPARE(window->size(), QSize(1000, 700));
+}
+
+void TestMainWindow::rememberedFoldersPerConverter()
+{
+    makeWindow();
+    const QString models = work->filePath(u"models"_s);
+    writeScript(u"x.rvt"_s, quickSuccess, models);
+    window->openPaths({models});
+    QTRY_COMPARE(batch()->fileCount(), 1);
+    setOutputFolder();
+    window->onStartRequested();
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    {
+        const QSettings settings(SettingsKeys::organisationName(), appTitle);
+        QCOMPARE(settings.value(u"revit/lastInputDir"_s).toString(), QFileInfo(models).absoluteFilePath());
+        QCOMPARE(settings.value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
+        QCOMPARE(settings.value(u"revit/recentFiles"_s).toStringList(),
+                 QStringList{QFileInfo(models).absoluteFilePath()});
+    }
+    window.reset();
+
+    makeWindow();
+    QCOMPARE(input()->folderPath(), QFileInfo(models).absoluteFilePath());
+    QCOMPARE(output()->outputDir(), work->filePath(u"out/nested"_s));
+    window.reset();
+
+    // Another converter keeps its own folders, even in the same settings store.
+    ConverterInfo other = makeRevitConverterInfo(true);
+    other.id = u"rvt2ifc"_s;
+    makeWindow(other);
+    QVERIFY(input()->folderPath().isEmpty());
+    QVERIFY(output()->outputDir().isEmpty());
+}
+
+void TestMainWindow::titleAndProgressTextsWhileRunning()
+{
+    makeWindow();
+    const QString a =
+        writeScript(u"a.rvt"_s, "stage Exporting geometry\nprogress 50\nsleep 1500\nprogress 100\n");
+    const QString b = writeScript(u"b.rvt"_s, quickSuccess);
+    window->openPaths({a, b});
+    setOutputFolder();
+
+    window->onStartRequested();
+    QPushButton *start = button(u"startButton"_s);
+    QCOMPARE(start->text(), u"STOP"_s);
+    QCOMPARE(start->property("buttonRole").toString(), u"stop"_s);
+    QCOMPARE(start->toolTip(), u"Cancel conversion (Escape)"_s);
+    QVERIFY(!input()->isEnabled());
+    QCOMPARE(output()->toolTip(), u"Disabled while conversion is running"_s);
+
+    QTRY_VERIFY_WITH_TIMEOUT(progressText()->text().contains(u"Exporting geometry"_s), 10000);
+    QCOMPARE(bar()->value(), 25);
+    QCOMPARE(window->windowTitle(), u"[25%] KVT Revit Community - File 1 of 2"_s);
+    const QString text = progressText()->text();
+    QVERIFY2(QRegularExpression(u"^File 1 of 2: a\\.rvt — Exporting geometry \\(00:0\\d\\)$"_s)
+                 .match(text)
+                 .hasMatch(),
+             qPrintable(text));
+    const QString status = window->statusBar()->currentMessage();
+    QVERIFY2(
+        QRegularExpression(u"^Converting file 1 of 2\\.\\.\\. \\(00:0\\d\\)$"_s).match(status).hasMatch(),
+        qPrintable(status));
+
+    // The stage of one file is not carried into the next.
+    QTRY_VERIFY_WITH_TIMEOUT(window->windowTitle().endsWith(u"File 2 of 2"_s) || !window->isRunning(), 10000);
+    if (window->isRunning())
+        QVERIFY(!progressText()->text().contains(u"Exporting geometry"_s));
+
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    QCOMPARE(window->windowTitle(), appTitle);
+    QCOMPARE(start->text(), u"START"_s);
+    QCOMPARE(start->toolTip(), u"Start conversion (Ctrl+Enter)"_s);
+    QVERIFY(input()->isEnabled());
+    QVERIFY(output()->toolTip().isEmpty());
+    QCOMPARE(progressText()->text(), u"2 file(s) converted successfully."_s);
+    QCOMPARE(window->findChild<ToastWidget *>()->text().left(19), u"Done: 2 file(s) in "_s);
+}
+
+void TestMainWindow::convertNextAndDisableReachTheController()
+{
+    makeWindow();
+    const QString a = writeScript(u"a.rvt"_s, slowSuccess);
+    const QString b = writeScript(u"b.rvt"_s, quickSuccess);
+    const QString c = writeScript(u"c.rvt"_s, quickSuccess);
+    const QString d = writeScript(u"d.rvt"_s, quickSuccess);
+    window->openPaths({a, b, c, d});
+    setOutputFolder();
+    QSignalSpy started(controller(), &ConversionController::fileStarted);
+
+    window->onStartRequested();
+    QVERIFY(waitUntilRunning(a));
+    const int indexOfB = fileIndex(b);
+    const int indexOfD = fileIndex(d);
+    batch()->disableFile(indexOfB);
+    batch()->convertNext(indexOfD);
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+
+    QCOMPARE(started.size(), 3);
+    QCOMPARE(started.at(1).at(2).toString(), QFileInfo(d).absoluteFilePath());
+    QCOMPARE(started.at(1).at(1).toInt(), 3);
+    QCOMPARE(started.at(2).at(2).toString(), QFileInfo(c).absoluteFilePath());
+    QCOMPARE(batch()->statusOf(indexOfB), FileStatus::Disabled);
+    QCOMPARE(progressText()->text(), u"3 file(s) converted successfully."_s);
+
+    // Once idle, "convert next" has nothing to reach.
+    started.clear();
+    window->onConvertNext(QFileInfo(b).absoluteFilePath());
+    QTest::qWait(100);
+    QCOMPARE(started.size(), 0);
+    QVERIFY(!controller()->isRunning());
+}
+
+void TestMainWindow::shortcutsStartAndStop()
+{
+    makeWindow();
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    const QString h = writeScript(u"h.rvt"_s, hangs);
+    window->openPaths({h, writeScript(u"i.rvt"_s, quickSuccess)});
+    setOutputFolder();
+
+    // Escape while idle asks nothing.
+    QTest::keyClick(window.get(), Qt::Key_Escape);
+    QVERIFY(questions.isEmpty());
+    QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
+    QVERIFY(window->isRunning());
+    QVERIFY(waitUntilRunning(h));
+    // A second Ctrl+Return during the run starts nothing new.
+    QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
+    QVERIFY(questions.isEmpty());
+    answer = QMessageBox::Yes;
+    QTest::keyClick(window.get(), Qt::Key_Escape);
+    QCOMPARE(questions.size(), 1);
+    QVERIFY(!window->isRunning());
+    QCOMPARE(batch()->statusOf(fileIndex(h)), FileStatus::Stopped);
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"
