@@ -1,6 +1,7 @@
 #include "progress/batchpanel.h"
 
 #include "input/formatsize.h"
+#include "progress/batchtable.h"
 #include "progress/showinfolder.h"
 
 #include <QClipboard>
@@ -13,21 +14,19 @@
 #include <QMenu>
 #include <QPixmap>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QStackedWidget>
 #include <QTableWidget>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 const QColor greyedText(0x99, 0x99, 0x99);
-
-void applyDuration(QTableWidgetItem *item, const QElapsedTimer &timer)
-{
-    if (item && timer.isValid())
-        item->setText(BatchPanel::formatDuration(timer.elapsed()));
-}
 
 QLabel *secondaryLabel(const QString &text, const QString &objectName, QWidget *parent)
 {
@@ -66,7 +65,7 @@ BatchPanel::BatchPanel(QWidget *parent)
     emptyLayout->addWidget(emptyHint);
     emptyLayout->addStretch();
 
-    tableWidget = new QTableWidget(0, 5, pages);
+    tableWidget = new BatchTable(0, 5, pages);
     tableWidget->setObjectName(u"batchTable"_s);
     tableWidget->setHorizontalHeaderLabels({tr("File"), QString(), tr("Size"), tr("Status"), tr("Duration")});
     tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -80,9 +79,7 @@ BatchPanel::BatchPanel(QWidget *parent)
     header->setSectionResizeMode(NameColumn, QHeaderView::Stretch);
     header->setSectionResizeMode(FolderColumn, QHeaderView::Fixed);
     tableWidget->setColumnWidth(FolderColumn, 28);
-    header->setSectionResizeMode(SizeColumn, QHeaderView::ResizeToContents);
-    header->setSectionResizeMode(StatusColumn, QHeaderView::ResizeToContents);
-    header->setSectionResizeMode(DurationColumn, QHeaderView::ResizeToContents);
+    tableWidget->setMeasuredColumns({SizeColumn, StatusColumn, DurationColumn});
     tableWidget->setContextMenuPolicy(Qt::CustomContextMenu);
 
     pages->addWidget(emptyPage);
@@ -145,9 +142,18 @@ int BatchPanel::rowOfFile(int fileIndex) const
 {
     if (fileIndex < 0 || fileIndex >= nameItems.size() || !nameItems.at(fileIndex))
         return -1;
-    // The name cell travels with its row when the table re-sorts, so asking the table
-    // for its row gives the same answer as scanning column 0, without the scan.
-    return tableWidget->row(nameItems.at(fileIndex));
+    // The remembered row is right as long as the file's name cell is still in it; when
+    // the table has re-sorted since, one pass over column 0 refreshes every file's row.
+    const int remembered = rowCache.value(fileIndex, -1);
+    if (remembered >= 0 && tableWidget->item(remembered, NameColumn) == nameItems.at(fileIndex))
+        return remembered;
+    rowCache.fill(-1, files.size());
+    for (int row = 0; row < tableWidget->rowCount(); ++row) {
+        const int index = fileIndexOfRow(row);
+        if (index >= 0 && index < rowCache.size() && rowCache.at(index) < 0)
+            rowCache[index] = row;
+    }
+    return rowCache.at(fileIndex);
 }
 
 int BatchPanel::fileIndexOfRow(int row) const
@@ -199,7 +205,6 @@ void BatchPanel::buildRows()
 {
     updating = true;
     displayOrder.clear();
-    insertionRowOf.clear();
     displayOrder.reserve(files.size());
     for (int i = 0; i < files.size(); ++i) {
         if (!disabled.contains(i))
@@ -209,9 +214,6 @@ void BatchPanel::buildRows()
         if (disabled.contains(i))
             displayOrder.append(i);
     }
-    insertionRowOf.reserve(displayOrder.size());
-    for (int row = 0; row < displayOrder.size(); ++row)
-        insertionRowOf.insert(displayOrder.at(row), row);
 
     pages->setCurrentIndex(displayOrder.isEmpty() ? 0 : 1);
     // Filling a sorted table moves rows under setItem and scrambles cells, so sorting
@@ -222,8 +224,10 @@ void BatchPanel::buildRows()
     nameItems.fill(nullptr, files.size());
 
     const QIcon folderIcon(u":/res/style/icons/external-link.png"_s);
-    for (int row = 0; row < displayOrder.size(); ++row) {
-        const int i = displayOrder.at(row);
+    const QString folderTip = tr("Open containing folder");
+    QList<std::array<QTableWidgetItem *, 5>> rows;
+    rows.reserve(displayOrder.size());
+    for (const int i : std::as_const(displayOrder)) {
         const QFileInfo &file = files.at(i);
         const bool isOff = disabled.contains(i);
 
@@ -233,34 +237,69 @@ void BatchPanel::buildRows()
         name->setFlags(name->flags() & ~Qt::ItemIsEditable);
         if (isOff)
             name->setForeground(greyedText);
-        tableWidget->setItem(row, NameColumn, name);
         nameItems[i] = name;
 
         auto *folder = new QTableWidgetItem(folderIcon, QString());
-        folder->setToolTip(tr("Open containing folder"));
-        tableWidget->setItem(row, FolderColumn, folder);
+        folder->setToolTip(folderTip);
 
         auto *size = new QTableWidgetItem(formatSize(file.size()));
         size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
         if (isOff)
             size->setForeground(greyedText);
-        tableWidget->setItem(row, SizeColumn, size);
 
         auto *status = new QTableWidgetItem;
         applyFileStatus(status, statuses.at(i), exitCodes.at(i));
         status->setTextAlignment(Qt::AlignCenter);
-        tableWidget->setItem(row, StatusColumn, status);
 
         auto *duration = new QTableWidgetItem;
         duration->setTextAlignment(Qt::AlignCenter);
         const FileStatus state = statuses.at(i);
-        if (state == FileStatus::Done || state == FileStatus::Failed || state == FileStatus::Skipped ||
-            state == FileStatus::Stopped)
-            applyDuration(duration, timers.at(i));
-        tableWidget->setItem(row, DurationColumn, duration);
+        if (timers.at(i).isValid() && (state == FileStatus::Done || state == FileStatus::Failed ||
+                                       state == FileStatus::Skipped || state == FileStatus::Stopped))
+            duration->setText(formatDuration(timers.at(i).elapsed()));
+        rows.append({name, folder, size, status, duration});
     }
+
+    // Rows go in already in the order the table's sort will give them (the same stable
+    // comparison of display texts), so the sort moves nothing and the table keeps its
+    // constant-time item-to-row lookup.
+    const int sortColumn = tableWidget->horizontalHeader()->sortIndicatorSection();
+    if (sortColumn >= 0 && sortColumn < tableWidget->columnCount()) {
+        const bool ascending = tableWidget->horizontalHeader()->sortIndicatorOrder() == Qt::AscendingOrder;
+        std::stable_sort(rows.begin(), rows.end(), [sortColumn, ascending](const auto &a, const auto &b) {
+            return ascending ? *a[sortColumn] < *b[sortColumn] : *b[sortColumn] < *a[sortColumn];
+        });
+    }
+
+    // The views hear nothing of the single cells; the sort below announces the whole new
+    // layout at once, instead of a repaint and re-measure per cell.
+    QSignalBlocker quietModel(tableWidget->model());
+    rowCache.fill(-1, files.size());
+    for (int row = 0; row < rows.size(); ++row) {
+        for (int column = 0; column < 5; ++column)
+            tableWidget->setItem(row, column, rows.at(row)[column]);
+        rowCache[rows.at(row)[NameColumn]->data(Qt::UserRole).toInt()] = row;
+    }
+    quietModel.unblock();
+    tableWidget->invalidateContentWidths();
     tableWidget->setSortingEnabled(true);
     updating = false;
+}
+
+void BatchPanel::writeStatus(QTableWidgetItem *item, FileStatus status, int exitCode)
+{
+    if (!item || !isKnownFileStatus(status))
+        return;
+    tableWidget->aboutToSetText(item, StatusColumn, fileStatusText(status, exitCode));
+    applyFileStatus(item, status, exitCode);
+}
+
+void BatchPanel::writeDuration(QTableWidgetItem *item, const QString &text)
+{
+    if (!item)
+        return;
+    tableWidget->aboutToSetText(item, DurationColumn, text);
+    item->setText(text);
 }
 
 void BatchPanel::updateSummary()
@@ -370,8 +409,7 @@ void BatchPanel::onFileStarted(int index, int total, const QString &filePath)
     statuses[i] = FileStatus::Running;
     updating = true;
     QTableWidgetItem *name = nameItems.at(i);
-    applyFileStatus(tableWidget->item(tableWidget->row(name), StatusColumn), FileStatus::Running,
-                    exitCodes.at(i));
+    writeStatus(tableWidget->item(rowOfFile(i), StatusColumn), FileStatus::Running, exitCodes.at(i));
     updating = false;
     timers[i].start();
     tableWidget->scrollToItem(name);
@@ -393,8 +431,9 @@ void BatchPanel::onFileFinished(int index, int exitCode, const QString &filePath
     // Fetch both cells before writing: a table sorted by status moves the row on the first write.
     QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
     QTableWidgetItem *duration = tableWidget->item(row, DurationColumn);
-    applyFileStatus(status, statuses.at(i), exitCode);
-    applyDuration(duration, timers.at(i));
+    writeStatus(status, statuses.at(i), exitCode);
+    if (timers.at(i).isValid())
+        writeDuration(duration, formatDuration(timers.at(i).elapsed()));
     updating = false;
 }
 
@@ -440,9 +479,8 @@ void BatchPanel::convertNext(int fileIndex)
         updating = true;
         QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
         QTableWidgetItem *duration = tableWidget->item(row, DurationColumn);
-        applyFileStatus(status, FileStatus::Pending, ExitMarker::NotRun);
-        if (duration)
-            duration->setText(QString());
+        writeStatus(status, FileStatus::Pending, ExitMarker::NotRun);
+        writeDuration(duration, QString());
         updating = false;
     }
     Q_EMIT convertNextRequested(files.at(fileIndex).absoluteFilePath());
@@ -468,7 +506,7 @@ void BatchPanel::disableFile(int fileIndex)
             QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
             name->setForeground(greyedText);
             size->setForeground(greyedText);
-            applyFileStatus(status, FileStatus::Disabled, ExitMarker::Disabled);
+            writeStatus(status, FileStatus::Disabled, ExitMarker::Disabled);
             updating = false;
         }
     } else {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "progress/batchtable.h"
 #include "progress/filestatus.h"
 
 #include <QElapsedTimer>
@@ -87,6 +88,9 @@ public Q_SLOTS:
 private:
     void buildRows();
     void updateSummary();
+    // Cell writes after the rows are built, keeping the measured column widths right.
+    void writeStatus(QTableWidgetItem *item, FileStatus status, int exitCode);
+    void writeDuration(QTableWidgetItem *item, const QString &text);
     void writeClock();
     void startBatch();
     void endBatch();
@@ -97,7 +101,7 @@ private:
     void onContextMenuRequested(const QPoint &pos);
 
     QStackedWidget *pages = nullptr;
-    QTableWidget *tableWidget = nullptr;
+    BatchTable *tableWidget = nullptr;
     QPushButton *clearButton = nullptr;
     QLabel *summaryLabel = nullptr;
     QPushButton *skipButton = nullptr;
@@ -110,9 +114,9 @@ private:
     QSet<int> disabled;
     QHash<QString, int> pathIndex;
     QList<int> displayOrder;
-    QHash<int, int> insertionRowOf;
     // The name cell of each file, so its row is found without scanning the table.
     QList<QTableWidgetItem *> nameItems;
+    mutable QList<int> rowCache;
     bool running = false;
     bool updating = false;
     bool allowRemove = false;

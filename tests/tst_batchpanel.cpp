@@ -1,8 +1,10 @@
 #include "progress/batchpanel.h"
+#include "progress/batchtable.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
@@ -57,6 +59,7 @@ private Q_SLOTS:
     void convertNext();
     void cellClicks();
     void rowsAreFoundAfterResorting();
+    void columnsFitTheirWidestText();
     void copyPathUsesForwardSlashes();
     void openFolderFallsBackQuickly();
 
@@ -599,6 +602,57 @@ void tst_BatchPanel::rowsAreFoundAfterResorting()
                  i == 35 ? u"Disabled"_s
                          : fileStatusText(fileStatusForExitCode(panel.exitCodeOf(i)), panel.exitCodeOf(i)));
     }
+}
+
+void tst_BatchPanel::columnsFitTheirWidestText()
+{
+    BatchPanel panel;
+    panel.resize(700, 300);
+    panel.show();
+    QFileInfoList files;
+    for (int i = 0; i < 30; ++i)
+        files.append(makeFile(u"f%1.rvt"_s.arg(i), i * 997));
+    panel.setFiles(files);
+    auto *table = qobject_cast<BatchTable *>(panel.table());
+    QVERIFY(table);
+    // Reference: a plain table with the same texts, measured by Qt over all its rows.
+    const auto check = [&] {
+        QTableWidget reference(table->rowCount(), table->columnCount());
+        reference.setFont(table->font());
+        reference.horizontalHeader()->setResizeContentsPrecision(-1);
+        for (int column : {BatchPanel::SizeColumn, BatchPanel::StatusColumn, BatchPanel::DurationColumn}) {
+            reference.setHorizontalHeaderItem(
+                column, new QTableWidgetItem(table->horizontalHeaderItem(column)->text()));
+            reference.horizontalHeader()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+            for (int row = 0; row < table->rowCount(); ++row)
+                reference.setItem(row, column, new QTableWidgetItem(table->item(row, column)->text()));
+        }
+        reference.show();
+        // sizeHintForColumn is public on QAbstractItemView: Qt's own measurement for the
+        // reference, the panel's running one for the batch table.
+        const QAbstractItemView *expected = &reference;
+        const QAbstractItemView *actual = table;
+        for (int column : {BatchPanel::SizeColumn, BatchPanel::StatusColumn, BatchPanel::DurationColumn})
+            QCOMPARE(actual->sizeHintForColumn(column), expected->sizeHintForColumn(column));
+    };
+    check();
+    panel.prepareForConversion();
+    for (int i = 0; i < 10; ++i) {
+        panel.onFileStarted(i + 1, 30, files.at(i).absoluteFilePath());
+        check();
+        panel.onFileFinished(i + 1, i == 4 ? -1073741819 : 0, files.at(i).absoluteFilePath());
+        check();
+    }
+    // The one wide text leaves again: the column narrows to the next widest.
+    const QAbstractItemView *view = table;
+    const int wide = view->sizeHintForColumn(BatchPanel::StatusColumn);
+    panel.convertNext(4);
+    check();
+    QVERIFY(view->sizeHintForColumn(BatchPanel::StatusColumn) < wide);
+    panel.disableFile(20);
+    check();
+    panel.onCancelled();
+    check();
 }
 
 void tst_BatchPanel::copyPathUsesForwardSlashes()
