@@ -97,6 +97,7 @@ BatchPanel::BatchPanel(QWidget *parent)
     durationLabel = secondaryLabel(QString(), u"batchDurationLabel"_s, this);
 
     auto *controls = new QHBoxLayout;
+    controls->setContentsMargins(4, 4, 4, 4);
     controls->addWidget(clearButton);
     controls->addWidget(summaryLabel);
     controls->addStretch();

@@ -146,6 +146,7 @@ ProgressPanel::ProgressPanel(QWidget *parent)
     auto *toolRow = new QHBoxLayout;
     toolRow->setContentsMargins(4, 0, 4, 4);
     toolRow->addWidget(clearButton);
+    toolRow->addSpacing(6);
     toolRow->addWidget(errorLabel);
     toolRow->addWidget(warningLabel);
     toolRow->addStretch();

@@ -1,11 +1,19 @@
 #include "progress/batchpanel.h"
 #include "progress/batchtable.h"
+#include "progress/progresspanel.h"
+#include "testsupport/childprocesses.h"
+
+#include "conversion/conversioncontroller.h"
+#include "conversion/converteroutput.h"
+#include "conversion/converterinfo.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -62,6 +70,7 @@ private Q_SLOTS:
     void columnsFitTheirWidestText();
     void copyPathUsesForwardSlashes();
     void openFolderFallsBackQuickly();
+    void wholeRunWithController();
 
 private:
     QFileInfo makeFile(const QString &name, qint64 size);
@@ -680,6 +689,101 @@ void tst_BatchPanel::openFolderFallsBackQuickly()
     QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(catcher.urls.first(), QUrl::fromLocalFile(dir->path()));
     QDesktopServices::unsetUrlHandler(u"file"_s);
+}
+
+void tst_BatchPanel::wholeRunWithController()
+{
+    // The input files are scripts for the fake converter that stands in for RvtExporter.exe.
+    const auto script = [&](const QString &name, const QByteArray &content) {
+        QFile file(dir->filePath(name));
+        if (file.open(QIODevice::WriteOnly))
+            file.write(content);
+        return QFileInfo(file.fileName());
+    };
+    const QFileInfoList files{
+        script(u"a.rvt"_s, QByteArray()), // the fake's default: stages, progress, a warning, exit 0
+        script(u"b.rvt"_s, "stage Reading\nprogress 40\nerror Family could not be read\nexit 9\n"),
+        script(u"c.rvt"_s, "print \\e[32mgreen <line>\\e[0m & more\nhang\n"),
+        script(u"d.rvt"_s, "print never runs\n"),
+        script(u"e.rvt"_s, "warning careful\nprint [warn] second\n"),
+    };
+    QTemporaryDir output;
+
+    ConversionController controller;
+    controller.setConverter(makeRevitConverterInfo(true));
+    BatchPanel batch;
+    ProgressPanel log;
+    batch.show();
+    log.show();
+
+    // Wired as the main window wires them.
+    connect(&controller, &ConversionController::fileStarted, &batch, &BatchPanel::onFileStarted);
+    connect(&controller, &ConversionController::fileFinished, &batch, &BatchPanel::onFileFinished);
+    connect(&controller, &ConversionController::logOutput, &log, &ProgressPanel::appendLog);
+    connect(&controller, &ConversionController::errorOccurred, &log, [&](int code, const QString &file) {
+        log.appendLog(u"[ERROR] %1: %2"_s.arg(file, exitCodeMessage(code)));
+    });
+    connect(&controller, &ConversionController::allDone, &batch, &BatchPanel::onConversionFinished);
+    connect(&batch, &BatchPanel::skipCurrentRequested, &controller, &ConversionController::skipCurrent);
+    connect(&batch, &BatchPanel::fileExcludedDuringConversion, &controller,
+            &ConversionController::removeFromQueue);
+    connect(&batch, &BatchPanel::jumpToLogError, &log, &ProgressPanel::searchFor);
+
+    // The user disables d while a runs and skips c once it hangs.
+    QStringList started;
+    connect(&controller, &ConversionController::fileStarted, this, [&](int, int, const QString &path) {
+        started.append(QFileInfo(path).fileName());
+        if (path == files.at(0).absoluteFilePath())
+            batch.disableFile(3);
+        if (path == files.at(2).absoluteFilePath())
+            QTimer::singleShot(300, &batch,
+                               [&] { batch.findChild<QPushButton *>(u"batchSkipButton"_s)->click(); });
+    });
+    QSignalSpy done(&controller, &ConversionController::allDone);
+
+    batch.setFiles(files);
+    batch.prepareForConversion();
+    QStringList paths;
+    for (const QFileInfo &file : batch.activeFiles())
+        paths.append(file.absoluteFilePath());
+    controller.start(paths, ConversionOptions{}, output.path());
+    QVERIFY(done.wait(30000));
+
+    QCOMPARE(done.first(), (QVariantList{2, 1, 1}));
+    QCOMPARE(started, (QStringList{u"a.rvt"_s, u"b.rvt"_s, u"c.rvt"_s, u"e.rvt"_s}));
+    const QList<FileStatus> expected{FileStatus::Done, FileStatus::Failed, FileStatus::Skipped,
+                                     FileStatus::Disabled, FileStatus::Done};
+    for (int i = 0; i < files.size(); ++i)
+        QCOMPARE(batch.statusOf(i), expected.at(i));
+    QCOMPARE(batch.exitCodeOf(1), 9);
+    QCOMPARE(batch.exitCodeOf(3), -4);
+    QVERIFY(!batch.isRunning());
+    QVERIFY(batch.findChild<QPushButton *>(u"batchSkipButton"_s)->isHidden());
+    QTableWidgetItem *failed = batch.table()->item(batch.rowOfFile(1), BatchPanel::StatusColumn);
+    QCOMPARE(failed->text(), u"Failed (9)"_s);
+    QCOMPARE(failed->toolTip(),
+             u"File appears to be corrupted or unreadable.\nClick to jump to error in log."_s);
+    for (int i : {0, 1, 2, 4})
+        QVERIFY(!batch.table()->item(batch.rowOfFile(i), BatchPanel::DurationColumn)->text().isEmpty());
+
+    // The log got every line, coloured lines as plain text, and counted the tags.
+    const QString text = log.plainText();
+    QVERIFY(!text.contains(QChar(0x1b)));
+    QVERIFY(text.contains(u"green <line> & more"_s));
+    QVERIFY(text.contains(u"[ERROR] Family could not be read"_s));
+    QVERIFY(text.contains(u"[ERROR] b.rvt: File appears to be corrupted or unreadable."_s));
+    QVERIFY(!text.contains(u"never runs"_s));
+    QCOMPARE(log.findChild<QLabel *>(u"logErrorCountLabel"_s)->text(), u"2 errors"_s);
+    QVERIFY(log.findChild<QLabel *>(u"logWarningCountLabel"_s)->isVisible());
+
+    // A click on the failed status finds the file in the log.
+    Q_EMIT batch.table()->cellClicked(batch.rowOfFile(1), BatchPanel::StatusColumn);
+    QCOMPARE(log.findChild<QLineEdit *>(u"logSearchEdit"_s)->text(), u"b.rvt"_s);
+    QVERIFY(log.matchCount() >= 1);
+    QCOMPARE(log.logView()->textCursor().selectedText(), u"b.rvt"_s);
+
+    QTRY_VERIFY2_WITH_TIMEOUT(runningChildProcesses().isEmpty(),
+                              qPrintable(runningChildProcesses().join(u", ")), 5000);
 }
 
 QTEST_MAIN(tst_BatchPanel)

@@ -23,6 +23,7 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTextStream>
+#include <QThread>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -97,21 +98,17 @@ void driveTable(BatchPanel &panel, const QFileInfoList &files)
     panel.disableFile(7);
     panel.prepareForConversion();
     const auto path = [&](int i) { return files.at(i).absoluteFilePath(); };
-    const int codes[] = {0, 2, -3, 0};
+    const int codes[] = {0, 9, -3, 2};
     for (int i = 0; i < 4; ++i) {
         panel.onFileStarted(i + 1, 8, path(i));
+        QThread::msleep(20 + 40 * i);
         panel.onFileFinished(i + 1, codes[i], path(i));
     }
     panel.onFileStarted(5, 8, path(4));
-    panel.onCancelled(); // Facade stopped, the rest canceled
-    panel.resetFailedForRetry();
+    panel.onCancelled(); // Facade stopped, Site, Landscape and Roof canceled
     panel.prepareForRetry();
-    panel.onFileStarted(1, 4, path(1));
-    panel.onFileFinished(1, 9, path(1));
-    panel.onFileStarted(2, 4, path(4));
-    panel.onFileFinished(2, -3, path(4));
-    panel.onFileStarted(3, 4, path(5));
-    // Landscape stays Pending, Roof shows a cancelled file after a second stop.
+    panel.convertNext(3); // Garage waits again
+    panel.onFileStarted(1, 2, path(5));
 }
 
 bool save(QWidget &widget, const QString &path)
