@@ -31,8 +31,8 @@ public:
     void stop();
     void skipCurrent();
     void removeFromQueue(const QString &filePath);
-    // Makes filePath the very next file to run: moved to the front if it is still
-    // queued, otherwise added at the front (and counted in totalFiles).
+    // During a run, makes filePath the very next file to run: moved to the front if it is
+    // still queued, otherwise added at the front (and counted in totalFiles). Idle: nothing.
     void convertNext(const QString &filePath);
     bool isRunning() const { return running; }
 
