@@ -370,6 +370,8 @@ void MainWindow::connectSignals()
     connect(controller, &ConversionController::progressUpdated, this,
             [this](int overallPercent, int) { setProgress(overallPercent); });
     connect(controller, &ConversionController::stageChanged, this, [this](const QString &stage) {
+        if (stage == currentStage)
+            return;
         currentStage = stage;
         refreshProgressTexts();
     });
@@ -723,7 +725,12 @@ void MainWindow::setRunningState(bool runningNow)
 
 void MainWindow::setProgress(int percent)
 {
-    progressBar->setValue(std::clamp(percent, 0, 100));
+    const int value = std::clamp(percent, 0, 100);
+    // A converter may report progress thousands of times a second; while running, the texts
+    // change only with the value (the clock has its own timer).
+    if (running && value == progressBar->value())
+        return;
+    progressBar->setValue(value);
     refreshProgressTexts();
 }
 
