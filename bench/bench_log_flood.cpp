@@ -120,10 +120,17 @@ int main(int argc, char *argv[])
         QElapsedTimer total;
         total.start();
         QElapsedTimer one;
+        QList<qint64> appendNs;
+        appendNs.reserve(blocks);
+        int longestBlock = 0;
         for (int b = 0; b < blocks; ++b) {
             one.start();
             panel->appendLog(blockTexts.at(b));
-            longestAppendNs = std::max(longestAppendNs, one.nsecsElapsed());
+            appendNs.append(one.nsecsElapsed());
+            if (appendNs.last() > longestAppendNs) {
+                longestAppendNs = appendNs.last();
+                longestBlock = b;
+            }
             QApplication::processEvents();
             const int inLog = (b + 1) * blockLines;
             if (inLog == 100'000 || inLog == 500'000 || inLog == 1'000'000) {
@@ -138,6 +145,13 @@ int main(int argc, char *argv[])
         print("log_view_seconds", QString::number(seconds(panelNs), 'f', 2));
         print("log_view_lines_per_second", QString::number(totalLines / seconds(panelNs), 'f', 0));
         print("longest_appendLog_ms", QString::number(longestAppendNs / 1e6, 'f', 1));
+        print("longest_appendLog_at_line", QString::number((longestBlock + 1) * blockLines));
+        std::sort(appendNs.begin(), appendNs.end());
+        print("median_appendLog_ms", QString::number(appendNs.at(appendNs.size() / 2) / 1e6, 'f', 1));
+        print("p99_appendLog_ms", QString::number(appendNs.at(appendNs.size() * 99 / 100) / 1e6, 'f', 1));
+        print("appendLog_over_50ms",
+              QString::number(std::count_if(appendNs.cbegin(), appendNs.cend(),
+                                            [](qint64 ns) { return ns > 50'000'000; })));
 
         // Search at full size: the count over everything, highlights only on screen.
         QElapsedTimer search;

@@ -13,6 +13,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QByteArrayMatcher>
 #include <QStringMatcher>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -25,13 +26,28 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-int countWithMatcher(const QStringMatcher &matcher, QStringView text)
+// Non-overlapping occurrences, as the editor's find steps through them. A term spanning a
+// line break never matches there either.
+int countFolded(QByteArrayView haystack, const QByteArray &term)
 {
-    const qsizetype length = matcher.pattern().size();
+    if (term.isEmpty() || term.contains('\n'))
+        return 0;
+    const QByteArrayMatcher matcher(term);
     int count = 0;
-    for (qsizetype at = matcher.indexIn(text, 0); at >= 0; at = matcher.indexIn(text, at + length))
+    for (qsizetype at = matcher.indexIn(haystack, 0); at >= 0;
+         at = matcher.indexIn(haystack, at + term.size()))
         ++count;
     return count;
+}
+
+// Characters the document would take as the start of a new paragraph; inside one
+// converter line they are shown as spaces, as HTML would show them.
+void replaceBlockBreaks(QString &text)
+{
+    for (QChar &c : text) {
+        if (c == u'\r' || c == QChar::ParagraphSeparator)
+            c = u' ';
+    }
 }
 
 // Escape closes the search bar and Shift+Return steps backwards; the line edit claims
@@ -211,11 +227,14 @@ QString ProgressPanel::matchCountText(int count)
     return tr("%1 match%2").arg(count).arg(count == 1 ? QString() : u"es"_s);
 }
 
+QByteArray ProgressPanel::foldForSearch(QStringView text)
+{
+    return text.toString().toCaseFolded().toUtf8();
+}
+
 int ProgressPanel::countMatches(QStringView text, QStringView term)
 {
-    if (term.isEmpty())
-        return 0;
-    return countWithMatcher(QStringMatcher(term, Qt::CaseInsensitive), text);
+    return countFolded(foldForSearch(text), foldForSearch(term));
 }
 
 const QTextCharFormat &ProgressPanel::formatFor(int colourCode, bool bold)
@@ -244,8 +263,8 @@ void ProgressPanel::appendLog(const QString &text)
     const int errorsBefore = errorCount;
     const int warningsBefore = warningCount;
     const int matchesBefore = matches;
-    const bool searching = !highlightTerm.isEmpty();
-    const QStringMatcher matcher(highlightTerm, Qt::CaseInsensitive);
+    // Everything inserted now, as plain text, for the search copy.
+    QString added;
 
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::End);
@@ -266,8 +285,12 @@ void ProgressPanel::appendLog(const QString &text)
 
         if (!ansiToRuns(line, runScratch))
             continue;
-        if (!documentEmpty)
+        for (AnsiRun &run : runScratch)
+            replaceBlockBreaks(run.text);
+        if (!documentEmpty) {
             pending += u'\n';
+            added += u'\n';
+        }
         const bool plainLine =
             runScratch.isEmpty() ||
             (runScratch.size() == 1 && runScratch.first().colourCode == 0 && !runScratch.first().bold);
@@ -282,16 +305,20 @@ void ProgressPanel::appendLog(const QString &text)
             for (const AnsiRun &run : std::as_const(runScratch))
                 cursor.insertText(run.text, formatFor(run.colourCode, run.bold));
         }
-        if (searching) {
-            for (const AnsiRun &run : std::as_const(runScratch))
-                matches += countWithMatcher(matcher, run.text);
-        }
+        for (const AnsiRun &run : std::as_const(runScratch))
+            added += run.text;
         documentEmpty = documentEmpty && runScratch.isEmpty();
         inserted = true;
     }
     if (!pending.isEmpty())
         cursor.insertText(pending, plainFormat);
     cursor.endEditBlock();
+    if (!added.isEmpty()) {
+        const QByteArray folded = foldForSearch(added);
+        searchText += folded;
+        if (!highlightTerm.isEmpty())
+            matches += countFolded(folded, foldForSearch(highlightTerm));
+    }
 
     if (errorCount != errorsBefore || warningCount != warningsBefore)
         updateCountLabels();
@@ -314,6 +341,7 @@ void ProgressPanel::updateCountLabels()
 void ProgressPanel::clearLog()
 {
     log->clear();
+    searchText.clear();
     errorCount = 0;
     warningCount = 0;
     errorLabel->hide();
@@ -385,11 +413,9 @@ void ProgressPanel::highlightAllMatches(const QString &text)
         matchLabel->clear();
         return;
     }
-    // The count covers the whole log; only what is on screen is highlighted (see
-    // refreshVisibleHighlights), which keeps a search of a huge log fast.
-    const QStringMatcher matcher(text, Qt::CaseInsensitive);
-    for (QTextBlock block = log->document()->begin(); block.isValid(); block = block.next())
-        matches += countWithMatcher(matcher, block.text());
+    // The count covers the whole log, in its case-folded copy; only what is on screen is
+    // highlighted (see refreshVisibleHighlights), which keeps a search of a huge log fast.
+    matches = countFolded(searchText, foldForSearch(text));
     matchLabel->setText(matchCountText(matches));
     refreshVisibleHighlights();
 }

@@ -41,6 +41,8 @@ public:
     static QString matchCountText(int count);
     // Non-overlapping, case-insensitive occurrences of term in text, as the editor's find sees them.
     static int countMatches(QStringView text, QStringView term);
+    // Text in the form the whole-log search runs on: case-folded UTF-8.
+    static QByteArray foldForSearch(QStringView text);
 
 Q_SIGNALS:
     void logSaved(const QString &path);
@@ -79,6 +81,9 @@ private:
     // The term whose matches are counted and highlighted; empty when no search is shown.
     QString highlightTerm;
     int matches = 0;
+    // The log's text, case-folded, one line per block: counting matches in it is a byte
+    // search instead of a walk over a million text blocks.
+    QByteArray searchText;
     QHash<int, QTextCharFormat> formats;
     QList<AnsiRun> runScratch;
     SaveFileNameChooser chooseSaveFileName;

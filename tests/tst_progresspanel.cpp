@@ -308,7 +308,10 @@ void tst_ProgressPanel::colourOnlyLineInsertsABlock()
     panel.appendLog(u"first"_s);
     panel.appendLog(sgr(u"31"_s) + u"\n"_s + sgr(u"0"_s) + u"\nlast"_s);
     QCOMPARE(blockTexts(panel.logView()), (QStringList{u"first"_s, QString(), u"last"_s}));
-    QCOMPARE(panel.plainText(), u"first\n\nlast"_s);
+    // A bare carriage return or paragraph separator inside a line does not split it.
+    panel.appendLog(u"a\rb"_s + QChar(QChar::ParagraphSeparator) + u"c"_s);
+    QCOMPARE(blockTexts(panel.logView()).constLast(), u"a b c"_s);
+    QCOMPARE(panel.plainText(), u"first\n\nlast\na b c"_s);
 }
 
 void tst_ProgressPanel::viewShowsTheColours()
@@ -356,6 +359,9 @@ void tst_ProgressPanel::searchCounts_data()
     QTest::addRow("match across colour change")
         << u"ab"_s + sgr(u"32"_s) + u"cd"_s << u"bc"_s << 1 << u"1 match"_s;
     QTest::addRow("empty term") << u"abc"_s << QString() << 0 << QString();
+    QTest::addRow("non-ASCII, any case") << u"Größe GRÖSSE\ngröße"_s << u"grö"_s << 3 << u"3 matches"_s;
+    QTest::addRow("carriage return is a space")
+        << u"Progress: 10%\rProgress: 20%"_s << u"% p"_s << 1 << u"1 match"_s;
 }
 
 void tst_ProgressPanel::searchCounts()
@@ -393,6 +399,11 @@ void tst_ProgressPanel::searchCountFollowsNewLines()
     panel.clearLog();
     QCOMPARE(panel.matchCount(), 0);
     QCOMPARE(panel.findChild<QLabel *>(u"logMatchCountLabel"_s)->text(), u"No matches"_s);
+    // The cleared text is gone from the search too.
+    panel.highlightAllMatches(u"needle"_s);
+    QCOMPARE(panel.matchCount(), 0);
+    panel.appendLog(u"needle"_s);
+    QCOMPARE(panel.matchCount(), 1);
 }
 
 void tst_ProgressPanel::findWrapsAround()
