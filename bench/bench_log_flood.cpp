@@ -127,6 +127,9 @@ int main(int argc, char *argv[])
             one.start();
             panel->appendLog(blockTexts.at(b));
             appendNs.append(one.nsecsElapsed());
+            if (appendNs.last() > 50'000'000)
+                print("slow_appendLog_at_line",
+                      u"%1 (%2 ms)"_s.arg((b + 1) * blockLines).arg(appendNs.last() / 1e6, 0, 'f', 1));
             if (appendNs.last() > longestAppendNs) {
                 longestAppendNs = appendNs.last();
                 longestBlock = b;

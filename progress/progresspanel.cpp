@@ -22,6 +22,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -315,7 +317,15 @@ void ProgressPanel::appendLog(const QString &text)
     cursor.endEditBlock();
     if (!added.isEmpty()) {
         const QByteArray folded = foldForSearch(added);
-        searchText += folded;
+        // Kept in fixed-size pieces: one growing buffer would be copied whole, with the
+        // GUI waiting, each time it doubles. A piece starts at a line break, so no match
+        // spans two pieces.
+        constexpr qsizetype pieceBytes = 4 * 1024 * 1024;
+        if (searchText.isEmpty() || searchText.last().size() + folded.size() > searchText.last().capacity()) {
+            searchText.append(QByteArray());
+            searchText.last().reserve(std::max(pieceBytes, folded.size()));
+        }
+        searchText.last().append(folded);
         if (!highlightTerm.isEmpty())
             matches += countFolded(folded, foldForSearch(highlightTerm));
     }
@@ -415,7 +425,9 @@ void ProgressPanel::highlightAllMatches(const QString &text)
     }
     // The count covers the whole log, in its case-folded copy; only what is on screen is
     // highlighted (see refreshVisibleHighlights), which keeps a search of a huge log fast.
-    matches = countFolded(searchText, foldForSearch(text));
+    const QByteArray term = foldForSearch(text);
+    for (const QByteArray &piece : std::as_const(searchText))
+        matches += countFolded(piece, term);
     matchLabel->setText(matchCountText(matches));
     refreshVisibleHighlights();
 }

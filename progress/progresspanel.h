@@ -2,7 +2,9 @@
 
 #include "progress/ansitext.h"
 
+#include <QByteArray>
 #include <QHash>
+#include <QList>
 #include <QTextCharFormat>
 #include <QWidget>
 
@@ -83,7 +85,7 @@ private:
     int matches = 0;
     // The log's text, case-folded, one line per block: counting matches in it is a byte
     // search instead of a walk over a million text blocks.
-    QByteArray searchText;
+    QList<QByteArray> searchText;
     QHash<int, QTextCharFormat> formats;
     QList<AnsiRun> runScratch;
     SaveFileNameChooser chooseSaveFileName;
