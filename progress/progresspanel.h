@@ -45,6 +45,9 @@ public:
     static int countMatches(QStringView text, QStringView term);
     // Text in the form the whole-log search runs on: case-folded UTF-8.
     static QByteArray foldForSearch(QStringView text);
+    // What a line counts as: its [ERROR] or [WARNING]/[WARN] tag, in any case.
+    enum class LineKind { Plain, Warning, Error };
+    static LineKind classifyLine(QStringView line);
 
 Q_SIGNALS:
     void logSaved(const QString &path);

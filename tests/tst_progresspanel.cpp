@@ -229,6 +229,11 @@ void tst_ProgressPanel::counting_data()
         << QStringList{sgr(u"31"_s) + u"[ERROR] red"_s + sgr(u"0"_s)} << u"1 error"_s << QString();
     QTest::addRow("tag split by escape is not a tag")
         << QStringList{u"[ERR"_s + sgr(u"31"_s) + u"OR]"_s} << QString() << QString();
+    QTest::addRow("warning tag before error tag")
+        << QStringList{u"[warn] then [error]"_s} << u"1 error"_s << QString();
+    QTest::addRow("bracket without tag")
+        << QStringList{u"[[ERRORS] [WARNINGS] [WARN"_s} << QString() << QString();
+    QTest::addRow("nested brackets") << QStringList{u"[[ERROR]]"_s} << u"1 error"_s << QString();
     QTest::addRow("mixed over blocks")
         << QStringList{u"[ERROR] a\n\n[WARN] b"_s, u"[ERROR] c\nok"_s} << u"2 errors"_s << u"1 warning"_s;
 }
@@ -359,6 +364,8 @@ void tst_ProgressPanel::searchCounts_data()
     QTest::addRow("match across colour change")
         << u"ab"_s + sgr(u"32"_s) + u"cd"_s << u"bc"_s << 1 << u"1 match"_s;
     QTest::addRow("empty term") << u"abc"_s << QString() << 0 << QString();
+    QTest::addRow("ASCII folding only touches letters")
+        << u"A-Z [a-z] @`{"_s << u"[A-Z]"_s << 1 << u"1 match"_s;
     QTest::addRow("non-ASCII, any case") << u"Größe GRÖSSE\ngröße"_s << u"grö"_s << 3 << u"3 matches"_s;
     QTest::addRow("carriage return is a space")
         << u"Progress: 10%\rProgress: 20%"_s << u"% p"_s << 1 << u"1 match"_s;
