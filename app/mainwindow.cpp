@@ -281,6 +281,10 @@ QLayout *MainWindow::buildRunBar()
     openOutputFolderButton->setFlat(true);
     openOutputFolderButton->setCursor(Qt::PointingHandCursor);
     openOutputFolderButton->setProperty("buttonRole", u"link"_s);
+    // Its room stays while it is hidden, so the START button does not jump between runs.
+    QSizePolicy keepRoom = openOutputFolderButton->sizePolicy();
+    keepRoom.setRetainSizeWhenHidden(true);
+    openOutputFolderButton->setSizePolicy(keepRoom);
     openOutputFolderButton->hide();
     bar->addWidget(openOutputFolderButton, 0, Qt::AlignHCenter);
 
