@@ -352,11 +352,19 @@ void ConversionController::onLogFlush()
 
 void ConversionController::onProcessFinished(int exitCode, QProcess::ExitStatus status)
 {
-    Q_UNUSED(status) // a crash counts as failed through its non-zero exit code alone
     if (!running)
         return;
-    finishedExitCode = exitCode;
+    finishedExitCode = reportedExitCode(exitCode, status);
     finishCurrentFile(fileSerial);
+}
+
+int ConversionController::reportedExitCode(int exitCode, QProcess::ExitStatus status)
+{
+    // Where a crash is reported as the signal number (1 to 127), that number would read
+    // as one of the converter's own codes ("6" is not an abort); shells say 128 + signal.
+    if (status == QProcess::CrashExit && exitCode > 0 && exitCode < 128)
+        return 128 + exitCode;
+    return exitCode;
 }
 
 void ConversionController::finishCurrentFile(quint64 serial)

@@ -42,6 +42,10 @@ public:
     // The converter executable: kavantolibs/ beside the program, else beside the program.
     static QString resolveExecutable(const ConverterInfo &info);
 
+    // The exit code a file is reported with: a converter's own code, or 128 + signal for a
+    // converter that died from a signal, so a crash never reads as a converter message.
+    static int reportedExitCode(int exitCode, QProcess::ExitStatus status);
+
 Q_SIGNALS:
     void fileStarted(int index, int total, const QString &filename);
     void fileFinished(int index, int exitCode, const QString &filename);
