@@ -77,12 +77,12 @@ void fillLog(ProgressPanel &panel)
 
 QFileInfoList makeFiles(const QDir &dir)
 {
-    const QList<QPair<QString, qint64>> specs{
+    const QList<QPair<QString, qint64>> fileRows{
         {u"Tower_A.rvt"_s, 48'300'000},  {u"Tower_B.rvt"_s, 52'100'000}, {u"Podium.rvt"_s, 3'400'000},
         {u"Garage.rvt"_s, 812},          {u"Facade.rfa"_s, 640'000},     {u"Site.rvt"_s, 9'700'000},
         {u"Landscape.rvt"_s, 1'250'000}, {u"Old_Annex.rvt"_s, 2'048},    {u"Roof.rvt"_s, 120'000}};
     QFileInfoList files;
-    for (const auto &[name, size] : specs) {
+    for (const auto &[name, size] : fileRows) {
         QFile file(dir.filePath(name));
         if (file.open(QIODevice::WriteOnly))
             file.resize(size);
