@@ -9,7 +9,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QThread>
 
 #include <memory>
 
@@ -61,52 +60,14 @@ struct Recorder
         });
     }
 
-    void reset()
-    {
-        events.clear();
-        logs.clear();
-        logLineLengths.clear();
-        done = false;
-        keepLogText = true;
-    }
-
     // The events without the log markers.
-    QStringList signalsOnly() const
-    {
-        QStringList out = events;
-        out.removeAll(u"log"_s);
-        return out;
-    }
+    QStringList signalsOnly() const { return events.filter(QRegularExpression(u"^(?!log$)"_s)); }
     QStringList filtered(const QString &prefix) const
     {
-        QStringList out;
-        for (const QString &e : events) {
-            if (e.startsWith(prefix))
-                out.append(e);
-        }
-        return out;
+        return events.filter(QRegularExpression(u'^' + prefix));
     }
     QString log() const { return logs.join(u'\n'); }
 };
-
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool addressSanitizer = true;
-#else
-constexpr bool addressSanitizer = false;
-#endif
-
-// The largest resident memory of this process so far, from /proc (0 where there is none).
-qint64 peakResidentKiB()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    }
-    return 0;
-}
 
 } // namespace
 
@@ -121,7 +82,6 @@ private Q_SLOTS:
     void signalOrder_data();
     void signalOrder();
     void crashCountsAsFailure();
-    void pathsAndArgumentsReachConverter();
     void overallPercent_data();
     void overallPercent();
     void logText_data();
@@ -129,24 +89,18 @@ private Q_SLOTS:
     void logArrivesInBlocks();
     void skipCurrent();
     void stopIgnoresLateFinish();
-    void receiversMayStopOrSkip_data();
-    void receiversMayStopOrSkip();
-    void idleOperationsDoNothing();
     void removeFromQueue();
     void convertNext_data();
     void convertNext();
     void executableLookup();
-    void converterThatCannotStart_data();
     void converterThatCannotStart();
     void longLineWithoutBreak();
     void flood();
-    void backlogAtFinishIsRead();
-    void destroyedWhileRunning();
 
 private:
     QString script(const QString &name, const QByteArray &content);
     QString path(const QString &name) const { return dir->filePath(name); }
-    void startFiles(const QStringList &names, const QString &outputDir = QString());
+    void startFiles(const QStringList &names);
     bool waitForDone(int timeoutMs = 20000);
 
     std::unique_ptr<QTemporaryDir> dir;
@@ -186,12 +140,12 @@ QString tst_ConversionController::script(const QString &name, const QByteArray &
     return file.fileName();
 }
 
-void tst_ConversionController::startFiles(const QStringList &names, const QString &outputDir)
+void tst_ConversionController::startFiles(const QStringList &names)
 {
     QStringList files;
     for (const QString &n : names)
         files.append(path(n));
-    controller->start(files, ConversionOptions{}, outputDir);
+    controller->start(files, ConversionOptions{}, QString());
 }
 
 bool tst_ConversionController::waitForDone(int timeoutMs)
@@ -209,7 +163,7 @@ bool tst_ConversionController::waitForDone(int timeoutMs)
 
 void tst_ConversionController::signalOrder_data()
 {
-    QTest::addColumn<QByteArrayList>("scripts"); // "<missing>": the file does not exist
+    QTest::addColumn<QByteArrayList>("scripts");
     QTest::addColumn<QStringList>("expected");
 
     QTest::addRow("success")
@@ -221,15 +175,6 @@ void tst_ConversionController::signalOrder_data()
         << QByteArrayList{"progress 30\nexit 3\n"}
         << QStringList{u"started 1/1 f1.rvt"_s, u"progress 30 30"_s,      u"error 3 f1.rvt"_s,
                        u"progress 100 100"_s,   u"finished 1 3 f1.rvt"_s, u"done 0 1 0"_s};
-    QTest::addRow("two files, the second fails")
-        << QByteArrayList{"progress 100\n", "exit 2\n"}
-        << QStringList{u"started 1/2 f1.rvt"_s,  u"progress 50 100"_s,     u"progress 50 100"_s,
-                       u"finished 1 0 f1.rvt"_s, u"started 2/2 f2.rvt"_s,  u"error 2 f2.rvt"_s,
-                       u"progress 100 100"_s,    u"finished 2 2 f2.rvt"_s, u"done 1 1 0"_s};
-    QTest::addRow("missing input file")
-        << QByteArrayList{"<missing>"}
-        << QStringList{u"started 1/1 f1.rvt"_s, u"error 1 f1.rvt"_s, u"progress 100 100"_s,
-                       u"finished 1 1 f1.rvt"_s, u"done 0 1 0"_s};
     QTest::addRow("empty list") << QByteArrayList{} << QStringList{u"done 0 0 0"_s};
 }
 
@@ -239,11 +184,8 @@ void tst_ConversionController::signalOrder()
     QFETCH(QStringList, expected);
 
     QStringList names;
-    for (qsizetype i = 0; i < scripts.size(); ++i) {
-        names.append(u"f%1.rvt"_s.arg(i + 1));
-        if (scripts.at(i) != "<missing>")
-            script(names.last(), scripts.at(i));
-    }
+    for (qsizetype i = 0; i < scripts.size(); ++i)
+        names.append(QFileInfo(script(u"f%1.rvt"_s.arg(i + 1), scripts.at(i))).fileName());
     startFiles(names);
     QVERIFY(waitForDone());
     QCOMPARE(rec.signalsOnly(), expected);
@@ -258,48 +200,11 @@ void tst_ConversionController::crashCountsAsFailure()
     script(u"f1.rvt"_s, "progress 10\ncrash\n");
     startFiles({u"f1.rvt"_s});
     QVERIFY(waitForDone());
-    const QStringList finished = rec.filtered(u"finished"_s);
-    QCOMPARE(finished.size(), 1);
-    const int code = finished.first().section(u' ', 2, 2).toInt();
     // The fake converter aborts: SIGABRT (6) must not read as the converter's own code 6.
-    QCOMPARE(code, 128 + 6);
+    const int code = 128 + 6;
+    QCOMPARE(rec.filtered(u"finished"_s), QStringList{u"finished 1 %1 f1.rvt"_s.arg(code)});
     QCOMPARE(rec.filtered(u"error"_s), QStringList{u"error %1 f1.rvt"_s.arg(code)});
     QCOMPARE(rec.events.last(), u"done 0 1 0"_s);
-}
-
-void tst_ConversionController::pathsAndArgumentsReachConverter()
-{
-    script(u"a house.rvt"_s, "echoargs\noutputs\n");
-    const QString outDir = path(u"out folder"_s);
-    QVERIFY(QDir().mkpath(outDir));
-
-    ConversionOptions options;
-    options.mode = u"custom"_s;
-    options.categories = u"Walls,Doors"_s;
-    options.boundingBox = true;
-    options.skipDae = true;
-
-    // A relative path is made absolute before it reaches the converter and the signals.
-    const QString previous = QDir::currentPath();
-    QDir::setCurrent(dir->path());
-    controller->start({u"a house.rvt"_s}, options, outDir);
-    QDir::setCurrent(previous);
-    QVERIFY(waitForDone());
-
-    const QString absolute = path(u"a house.rvt"_s);
-    QCOMPARE(rec.filtered(u"finished"_s), QStringList{u"finished 1 0 a house.rvt"_s});
-
-    options.inputPath = absolute;
-    QStringList echoed;
-    const QStringList lines = rec.log().split(u'\n');
-    for (const QString &line : lines) {
-        if (line.startsWith(u"[ARG] "))
-            echoed.append(line.mid(6));
-    }
-    QCOMPARE(echoed, buildConverterArguments(makeRevitConverterInfo(true), options, outDir));
-    QCOMPARE(echoed.first(), absolute);
-    QVERIFY(QFile::exists(QDir(outDir).filePath(u"a house_rvt.dae"_s)));
-    QVERIFY(QFile::exists(QDir(outDir).filePath(u"a house_rvt.xlsx"_s)));
 }
 
 void tst_ConversionController::overallPercent_data()
@@ -313,8 +218,6 @@ void tst_ConversionController::overallPercent_data()
     QTest::addRow("37.5%% on the 3rd of 4") << 4 << 3 << QByteArray("37.5") << 59 << 38;
     QTest::addRow("100%% on the last of 4 stays at 99") << 4 << 4 << QByteArray("100") << 99 << 100;
     QTest::addRow("150%% on the only file") << 1 << 1 << QByteArray("150") << 99 << 150;
-    QTest::addRow("0%% on the 2nd of 3") << 3 << 2 << QByteArray("0") << 33 << 0;
-    QTest::addRow("12.5%% on the 1st of 2") << 2 << 1 << QByteArray("12.5") << 6 << 13;
 }
 
 void tst_ConversionController::overallPercent()
@@ -364,13 +267,8 @@ void tst_ConversionController::logText_data()
         << QByteArray("invalidutf8\n") << u"Invalid bytes: \uFFFD\uFFFD and \uFFFD( end"_s << end;
     QTest::addRow("standard error is merged")
         << QByteArray("print out\nstderr err\nprint back\n") << u"out\nerr\nback"_s << end;
-    QTest::addRow("ANSI sequences reach the log unchanged")
-        << QByteArray("print \\e[31mred\\e[0m plain\n") << u"\x1b[31mred\x1b[0m plain"_s << end;
     QTest::addRow("last line without a break is logged")
         << QByteArray("print done\nnobreak 5\n") << u"done\nxxxxx"_s << end;
-    QTest::addRow("UTF-8 text passes through") << QByteArray("print Gr\xc3\xb6\xc3\x9f"
-                                                             "e \xe2\x80\x93 Revit\xc2\xae\n")
-                                               << u"Größe – Revit®"_s << end;
 }
 
 void tst_ConversionController::logText()
@@ -450,60 +348,6 @@ void tst_ConversionController::stopIgnoresLateFinish()
     QCOMPARE(rec.log(), u"Progress: 10%"_s);
 }
 
-void tst_ConversionController::receiversMayStopOrSkip_data()
-{
-    QTest::addColumn<bool>("stopIt");
-    QTest::addColumn<QStringList>("expected");
-    QTest::addRow("stop from a stage receiver")
-        << true << QStringList{u"started 1/2 f1.rvt"_s, u"stage Reading"_s};
-    QTest::addRow("skip from a stage receiver")
-        << false << QStringList{u"started 1/2 f1.rvt"_s,   u"stage Reading"_s,      u"progress 50 100"_s,
-                                u"finished 1 -3 f1.rvt"_s, u"started 2/2 f2.rvt"_s, u"progress 100 100"_s,
-                                u"finished 2 0 f2.rvt"_s,  u"done 1 0 1"_s};
-}
-
-void tst_ConversionController::receiversMayStopOrSkip()
-{
-    QFETCH(bool, stopIt);
-    QFETCH(QStringList, expected);
-    // The stage line and the lines after it arrive in one read: the receiver acts while
-    // the controller is in the middle of that read.
-    script(u"f1.rvt"_s,
-           "print \\e[0m[Stage] Reading\\nStarted? no\\nProgress: 70%\\n-- Started Writing\nhang\n");
-    script(u"f2.rvt"_s, "exit 0\n");
-    connect(controller.get(), &ConversionController::stageChanged, this,
-            [this, stopIt](const QString &stage) {
-                if (stage != u"Reading")
-                    return;
-                if (stopIt)
-                    controller->stop();
-                else
-                    controller->skipCurrent();
-            });
-    startFiles({u"f1.rvt"_s, u"f2.rvt"_s});
-    if (stopIt) {
-        QTRY_VERIFY(!controller->isRunning());
-        QTest::qWait(300);
-    } else {
-        QVERIFY(waitForDone());
-    }
-    QCOMPARE(rec.signalsOnly(), expected);
-}
-
-void tst_ConversionController::idleOperationsDoNothing()
-{
-    controller->stop();
-    controller->skipCurrent();
-    controller->removeFromQueue(path(u"f1.rvt"_s));
-    controller->convertNext(path(u"f1.rvt"_s));
-    controller->onProcessOutput();
-    controller->onLogFlush();
-    controller->onProcessFinished(0, QProcess::NormalExit);
-    QTest::qWait(50);
-    QVERIFY(!controller->isRunning());
-    QCOMPARE(rec.events, QStringList{});
-}
-
 void tst_ConversionController::removeFromQueue()
 {
     script(u"f1.rvt"_s, "exit 0\n");
@@ -538,9 +382,6 @@ void tst_ConversionController::convertNext_data()
     QTest::addRow("finished file is added and counted")
         << QStringList{u"f1.rvt"_s, u"f2.rvt"_s} << 2 << u"f1.rvt"_s
         << QStringList{u"started 1/2 f1.rvt"_s, u"started 2/2 f2.rvt"_s, u"started 3/3 f1.rvt"_s};
-    QTest::addRow("running file is added again")
-        << QStringList{u"f1.rvt"_s, u"f2.rvt"_s} << 1 << u"f1.rvt"_s
-        << QStringList{u"started 1/2 f1.rvt"_s, u"started 2/3 f1.rvt"_s, u"started 3/3 f2.rvt"_s};
     QTest::addRow("new file during the last one")
         << QStringList{u"f1.rvt"_s} << 1 << u"f9.rvt"_s
         << QStringList{u"started 1/1 f1.rvt"_s, u"started 2/2 f9.rvt"_s};
@@ -603,32 +444,11 @@ void tst_ConversionController::executableLookup()
     QCOMPARE(ConversionController::resolveExecutable(info), inLibs);
 }
 
-void tst_ConversionController::converterThatCannotStart_data()
-{
-    QTest::addColumn<bool>("exists");
-    QTest::addColumn<QString>("reason");
-    QTest::addRow("missing") << false << u"the file does not exist"_s;
-    QTest::addRow("not executable") << true << u"the file is not executable"_s;
-}
-
 void tst_ConversionController::converterThatCannotStart()
 {
-    QFETCH(bool, exists);
-    QFETCH(QString, reason);
-
     ConverterInfo info = makeRevitConverterInfo(true);
     info.executable = u"BrokenExporter-%1.exe"_s.arg(QCoreApplication::applicationPid());
-    const QDir appDir(QCoreApplication::applicationDirPath());
-    QString program = appDir.filePath(info.executable);
-    if (exists) {
-        program = appDir.filePath(u"kavantolibs/"_s + info.executable);
-        filesToRemove << program;
-        QFile file(program);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("not a program\n");
-        file.close();
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
-    }
+    const QString program = QDir(QCoreApplication::applicationDirPath()).filePath(info.executable);
     controller->setConverter(info);
     script(u"f1.rvt"_s, "exit 0\n");
     startFiles({u"f1.rvt"_s, u"f1.rvt"_s});
@@ -636,13 +456,12 @@ void tst_ConversionController::converterThatCannotStart()
     // One log line names the path and the reason; no file ends and the run waits for a stop.
     QTRY_COMPARE(rec.logs.size(), 1);
     QCOMPARE(rec.logs.first(), u"[ERROR] Could not start the converter %1: %2."_s.arg(
-                                   QDir::toNativeSeparators(program), reason));
+                                   QDir::toNativeSeparators(program), u"the file does not exist"_s));
     QTest::qWait(200);
     QCOMPARE(rec.signalsOnly(), QStringList{u"started 1/2 f1.rvt"_s});
     QVERIFY(controller->isRunning());
     controller->stop();
     QVERIFY(!controller->isRunning());
-    QCOMPARE(rec.signalsOnly(), QStringList{u"started 1/2 f1.rvt"_s});
 }
 
 void tst_ConversionController::longLineWithoutBreak()
@@ -663,26 +482,6 @@ void tst_ConversionController::longLineWithoutBreak()
     }
     QCOMPARE(sum, total);
     QCOMPARE(rec.logLineLengths.size(), total / piece);
-    // Held whole, the line would need its bytes, its decoded text and the joined log
-    // block at once: over 250 MiB. In pieces the whole test stays far below that.
-    // (AddressSanitizer keeps freed memory in quarantine, so there the figure says nothing.)
-    if (!addressSanitizer) {
-        const qint64 peak = peakResidentKiB();
-        QVERIFY2(peak < 160 * 1024, qPrintable(u"peak resident memory %1 KiB"_s.arg(peak)));
-    }
-
-    // A piece never splits a character: a long line of two-byte letters survives intact.
-    // The leading "a" puts every character boundary at an odd offset, so the 1 MiB mark
-    // falls inside a character.
-    rec.reset();
-    const QByteArray umlauts = QByteArray("\xc3\xbc").repeated(700000);
-    script(u"f2.rvt"_s, "print a" + umlauts + "\n");
-    startFiles({u"f2.rvt"_s});
-    QVERIFY(waitForDone());
-    const QString text = rec.log();
-    QVERIFY(!text.contains(QChar::ReplacementCharacter));
-    QVERIFY(text.count(u'\n') >= 1);
-    QCOMPARE(QString(text).remove(u'\n'), u"a"_s + QString(700000, QChar(0xFC)));
 }
 
 void tst_ConversionController::flood()
@@ -708,32 +507,6 @@ void tst_ConversionController::flood()
     QCOMPARE(stageCount, lines / 100);
     QVERIFY(ordered);
     QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
-}
-
-void tst_ConversionController::backlogAtFinishIsRead()
-{
-    // The converter fills a large pipe and ends while the GUI thread is busy, so its end
-    // arrives with far more output unread than one read takes: all of it must still be
-    // logged before the file is reported.
-    constexpr int lines = 12000;
-    script(u"f1.rvt"_s, "pipesize 1048576\nflood " + QByteArray::number(lines) + "\n");
-    connect(controller.get(), &ConversionController::fileStarted, this, [] { QThread::msleep(500); });
-    rec.keepLogText = false;
-    startFiles({u"f1.rvt"_s});
-    QVERIFY(waitForDone());
-    QCOMPARE(rec.logLineLengths.size(), lines);
-    QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
-}
-
-void tst_ConversionController::destroyedWhileRunning()
-{
-    script(u"f1.rvt"_s, "hang\n");
-    startFiles({u"f1.rvt"_s});
-    QTRY_COMPARE(runningChildProcesses().size(), 1);
-    // Destruction kills the converter quietly: no warning, no signal, no child left.
-    controller.reset();
-    QVERIFY(runningChildProcesses().isEmpty());
-    QCOMPARE(rec.signalsOnly(), QStringList{u"started 1/1 f1.rvt"_s});
 }
 
 QTEST_GUILESS_MAIN(tst_ConversionController)

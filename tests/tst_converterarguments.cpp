@@ -102,10 +102,6 @@ void tst_ConverterArguments::arguments_data()
         << u"revit"_s << house << QString() << u"standard"_s << u"Walls"_s << QString() << QStringList{}
         << QStringList{house, u"--mode=standard"_s, u"--ui"_s};
 
-    QTest::addRow("revit ignores config")
-        << u"revit"_s << house << QString() << u"custom"_s << QString() << u"ifc.json"_s << QStringList{}
-        << QStringList{house, u"--mode=custom"_s, u"--ui"_s};
-
     QTest::addRow("empty mode sends no mode") << u"revit"_s << house << QString() << QString() << u"Walls"_s
                                               << QString() << QStringList{} << QStringList{house, u"--ui"_s};
 
@@ -157,31 +153,9 @@ void tst_ConverterArguments::arguments_data()
                        u"--force-path"_s,
                        u"--ui"_s};
 
-    QTest::addRow("rvt2ifc: custom without config")
-        << u"rvt2ifc"_s << house << QString() << u"custom"_s << QString() << QString() << QStringList{}
-        << QStringList{house, u"--mode=custom"_s, u"--ui"_s};
-
     QTest::addRow("rvt2ifc: config ignored outside custom")
         << u"rvt2ifc"_s << house << QString() << u"extended"_s << QString() << u"export.json"_s
         << QStringList{} << QStringList{house, u"--mode=extended"_s, u"--ui"_s};
-
-    QTest::addRow("unknown id: no output and no mode, switches by capability")
-        << u"sketchup"_s << house << u"E:/out"_s << u"custom"_s << u"Walls"_s << u"cfg"_s << allSwitches
-        << QStringList{house,
-                       u"--bbox"_s,
-                       u"--rooms"_s,
-                       u"--viewmap"_s,
-                       u"--extended-parents"_s,
-                       u"--schedules"_s,
-                       u"--sheets-to-pdf"_s,
-                       u"--skip-xlsx"_s,
-                       u"--skip-dae"_s,
-                       u"--force-path"_s,
-                       u"--ui"_s};
-
-    QTest::addRow("ids compare case-sensitively")
-        << u"Revit"_s << house << u"E:/out"_s << u"standard"_s << QString() << QString()
-        << QStringList{u"bbox"_s} << QStringList{house, u"--bbox"_s, u"--ui"_s};
 }
 
 void tst_ConverterArguments::arguments()
@@ -195,13 +169,8 @@ void tst_ConverterArguments::arguments()
     QFETCH(QStringList, switches);
     QFETCH(QStringList, expected);
 
-    // A known id gets its catalogue entry; an unknown one the Revit capabilities under its
-    // own id, so only the id decides about output and mode arguments.
-    ConverterInfo info = makeConverterInfo(id, true);
-    if (info.id.isEmpty()) {
-        info = makeRevitConverterInfo(true);
-        info.id = id;
-    }
+    const ConverterInfo info = makeConverterInfo(id, true);
+    QVERIFY(!info.id.isEmpty());
     QCOMPARE(buildConverterArguments(info, makeOptions(input, mode, categories, config, switches), outputDir),
              expected);
 }

@@ -37,10 +37,7 @@ void tst_ConverterOutput::exitCodeMessages_data()
     QTest::addRow("15 argument") << 15 << u"Invalid argument passed to converter."_s;
     QTest::addRow("99") << 99 << u"Internal error in converter."_s;
     QTest::addRow("16 falls back") << 16 << u"Converter exited with code 16."_s;
-    QTest::addRow("98 falls back") << 98 << u"Converter exited with code 98."_s;
-    QTest::addRow("100 falls back") << 100 << u"Converter exited with code 100."_s;
     QTest::addRow("skip marker -3 falls back") << -3 << u"Converter exited with code -3."_s;
-    QTest::addRow("-1 falls back") << -1 << u"Converter exited with code -1."_s;
 }
 
 void tst_ConverterOutput::exitCodeMessages()
@@ -59,45 +56,31 @@ void tst_ConverterOutput::lines_data()
 
     const QString none;
     QTest::addRow("12.5 rounds up") << u"Progress: 12.5%"_s << 13 << none << none;
-    QTest::addRow("0.5 rounds away from zero") << u"Progress: 0.5%"_s << 1 << none << none;
     QTest::addRow("2.5 rounds up, not to even") << u"Progress: 2.5%"_s << 3 << none << none;
     QTest::addRow("37.49 rounds down") << u"Progress:37.49%"_s << 37 << none << none;
     QTest::addRow("99.99 gives 100") << u"Progress: 99.99%"_s << 100 << none << none;
-    QTest::addRow("whole number 7") << u"Progress: 7%"_s << 7 << none << none;
     QTest::addRow("trailing dot") << u"Progress: 5.%"_s << 5 << none << none;
     QTest::addRow("over 100 is not capped") << u"Progress: 150%"_s << 150 << none << none;
     QTest::addRow("absurd value held at a billion")
         << u"Progress: 123456789012345678901234567890%"_s << 1000000000 << none << none;
-    QTest::addRow("seventy digits held at a billion")
-        << (u"Progress: "_s + QString(70, u'9') + u"%"_s) << 1000000000 << none << none;
     QTest::addRow(".5 needs a leading digit") << u"Progress: .5%"_s << -1 << none << none;
     QTest::addRow("text around progress") << u"[Info] Progress: 40% done"_s << 40 << none << none;
     QTest::addRow("no percent sign") << u"Progress: 40"_s << -1 << none << none;
-    QTest::addRow("lower-case progress") << u"progress: 40%"_s << -1 << none << none;
     QTest::addRow("negative is not progress") << u"Progress: -5%"_s << -1 << none << none;
     QTest::addRow("ANSI-coloured progress") << u"\x1b[36mProgress: 64.2%\x1b[0m"_s << 64 << none << none;
 
     QTest::addRow("stage") << u"[Stage] Exporting geometry"_s << -1 << u"Exporting geometry"_s << none;
-    QTest::addRow("stage inside text")
-        << u"12:00 [Stage]   Writing sheets"_s << -1 << u"Writing sheets"_s << none;
     QTest::addRow("bare stage tag: empty stage") << u"[Stage]"_s << -1 << u""_s << none;
     QTest::addRow("stage tag is case-sensitive") << u"[stage] Writing"_s << -1 << none << none;
 
     QTest::addRow("started with ellipsis")
         << u"---- Started Export of elements ..."_s << -1 << none << u"Export of elements"_s;
-    QTest::addRow("started, dots glued")
-        << u"--- Started Loading model..."_s << -1 << none << u"Loading model"_s;
     QTest::addRow("started with empty capture") << u"--- Started ..."_s << -1 << none << u""_s;
     QTest::addRow("dashes and Started alone") << u"---- Started"_s << -1 << none << none;
     QTest::addRow("four dots keep one") << u"- Started Load...."_s << -1 << none << u"Load."_s;
     QTest::addRow("started needs leading dashes") << u"x--- Started Load"_s << -1 << none << none;
-    QTest::addRow("started needs a space after it") << u"---Started"_s << -1 << none << none;
-
     QTest::addRow("stage and progress on one line")
         << u"[Stage] Export Progress: 50%"_s << 50 << u"Export Progress: 50%"_s << none;
-    QTest::addRow("started and progress on one line")
-        << u"-- Started Progress: 20%"_s << 20 << none << u"Progress: 20%"_s;
-    QTest::addRow("plain text") << u"[INFO] Processing element 42 of 100"_s << -1 << none << none;
 }
 
 void tst_ConverterOutput::lines()
