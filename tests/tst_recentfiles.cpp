@@ -25,7 +25,6 @@ private Q_SLOTS:
     void addKeepsNewestFirst_data();
     void addKeepsNewestFirst();
     void menuShowsNumberedEntries();
-    void emptyListShowsDisabledPlaceholder();
     void listsArePerConverterAndSurviveRestart();
     void loadDropsOnlyEmptyEntries();
     void triggeringEntriesAndClear();
@@ -114,14 +113,6 @@ void tst_RecentFiles::menuShowsNumberedEntries()
     QCOMPARE(texts.at(11), u"Clear Recent Files"_s);
 }
 
-void tst_RecentFiles::emptyListShowsDisabledPlaceholder()
-{
-    QMenu menu;
-    RecentFiles recent(&menu, u"revit"_s, settings.get());
-    QCOMPARE(actionTexts(menu), QStringList{u"(No recent files)"_s});
-    QVERIFY(!menu.actions().constFirst()->isEnabled());
-}
-
 void tst_RecentFiles::listsArePerConverterAndSurviveRestart()
 {
     {
@@ -137,7 +128,6 @@ void tst_RecentFiles::listsArePerConverterAndSurviveRestart()
     QMenu menu;
     RecentFiles revit(&menu, u"revit"_s, &reopened);
     QCOMPARE(revit.entries(), (QStringList{u"/d/b.rvt"_s, u"/d/a.rvt"_s}));
-    QCOMPARE(actionTexts(menu).size(), 4);
     RecentFiles ifc(nullptr, u"ifc"_s, &reopened);
     QCOMPARE(ifc.entries(), QStringList{u"/d/c.ifc"_s});
 }
@@ -168,6 +158,7 @@ void tst_RecentFiles::triggeringEntriesAndClear()
     menu.actions().constLast()->trigger();
     QVERIFY(recent.entries().isEmpty());
     QCOMPARE(actionTexts(menu), QStringList{u"(No recent files)"_s});
+    QVERIFY(!menu.actions().constFirst()->isEnabled());
     QVERIFY(settings->value(SettingsKeys::recentFiles(u"revit"_s)).toStringList().isEmpty());
 }
 
