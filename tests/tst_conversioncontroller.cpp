@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 
 #include <memory>
 
@@ -82,6 +83,8 @@ private Q_SLOTS:
     void signalOrder_data();
     void signalOrder();
     void crashCountsAsFailure();
+    void backlogAtFinishIsRead();
+    void destroyedWhileRunning();
     void overallPercent_data();
     void overallPercent();
     void logText_data();
@@ -507,6 +510,32 @@ void tst_ConversionController::flood()
     QCOMPARE(stageCount, lines / 100);
     QVERIFY(ordered);
     QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
+}
+
+void tst_ConversionController::backlogAtFinishIsRead()
+{
+    // The converter fills a large pipe and ends while the GUI thread is busy, so its end
+    // arrives with far more output unread than one read takes: all of it must still be
+    // logged before the file is reported.
+    constexpr int lines = 12000;
+    script(u"f1.rvt"_s, "pipesize 1048576\nflood " + QByteArray::number(lines) + "\n");
+    connect(controller.get(), &ConversionController::fileStarted, this, [] { QThread::msleep(500); });
+    rec.keepLogText = false;
+    startFiles({u"f1.rvt"_s});
+    QVERIFY(waitForDone());
+    QCOMPARE(rec.logLineLengths.size(), lines);
+    QCOMPARE(rec.signalsOnly().last(), u"done 1 0 0"_s);
+}
+
+void tst_ConversionController::destroyedWhileRunning()
+{
+    script(u"f1.rvt"_s, "hang\n");
+    startFiles({u"f1.rvt"_s});
+    QTRY_COMPARE(runningChildProcesses().size(), 1);
+    // Destruction kills the converter quietly: no warning, no signal, no child left.
+    controller.reset();
+    QVERIFY(runningChildProcesses().isEmpty());
+    QCOMPARE(rec.signalsOnly(), QStringList{u"started 1/1 f1.rvt"_s});
 }
 
 QTEST_GUILESS_MAIN(tst_ConversionController)
