@@ -332,7 +332,7 @@ void tst_Theme::styleSheets_data()
 
 // The sheet applies without a warning while one of every kind of widget the program shows is
 // drawn, and each role value selects a look of its own: a misspelt selector or a rule that
-// loses to a more specific one would leave the widget looking like its plain sibling.
+// loses to a stronger selector would leave the widget looking like its plain sibling.
 void tst_Theme::styleSheets()
 {
     QFETCH(bool, dark);
