@@ -833,6 +833,9 @@ void MainWindow::onStopRequested()
     if (ask(tr("Are you sure you want to stop the process?"), QMessageBox::Yes | QMessageBox::No,
             QMessageBox::No) != QMessageBox::Yes)
         return;
+    // The run goes on while the question is open; if it ended meanwhile, its summary stands.
+    if (!controller->isRunning())
+        return;
 
     startButton->setText(tr("STOPPING..."));
     startButton->setProperty("buttonRole", u"stopping"_s);

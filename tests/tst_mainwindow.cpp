@@ -68,6 +68,7 @@ private Q_SLOTS:
     void wholeRunThenRetryFailed();
     void retryOfferedInTheFilesContextMenu();
     void stopAnsweredNoThenYes();
+    void stopQuestionOutlivedByTheRun();
     void closeWhileRunning_data();
     void closeWhileRunning();
     void validationMessagesInOrder_data();
@@ -344,6 +345,32 @@ void TestMainWindow::stopAnsweredNoThenYes()
     QCOMPARE(batch()->statusOf(fileIndex(s)), FileStatus::Done);
     QCOMPARE(batch()->statusOf(fileIndex(t)), FileStatus::Done);
     QVERIFY(retry->isHidden());
+}
+
+void TestMainWindow::stopQuestionOutlivedByTheRun()
+{
+    makeWindow();
+    const QString s = writeScript(u"s.rvt"_s, "progress 10\nsleep 300\nprogress 100\n");
+    window->openPaths({s, writeScript(u"t.rvt"_s, quickSuccess)});
+    setOutputFolder();
+    window->onStartRequested();
+    QVERIFY(waitUntilRunning(s));
+
+    // The user takes longer to answer than the run takes to end.
+    MessageBoxes slowUser;
+    slowUser.ask = [this](QWidget *, const QString &, QMessageBox::StandardButtons,
+                          QMessageBox::StandardButton) {
+        const bool ended = QTest::qWaitFor([this] { return !controller()->isRunning(); }, 10000);
+        return ended ? QMessageBox::Yes : QMessageBox::No;
+    };
+    window->setMessageBoxes(slowUser);
+    window->onStopRequested();
+
+    QVERIFY(!controller()->isRunning());
+    QCOMPARE(progressText()->text(), u"2 file(s) converted successfully."_s);
+    QCOMPARE(batch()->statusOf(fileIndex(s)), FileStatus::Done);
+    QVERIFY(!log()->plainText().contains(u"Conversion cancelled by user."_s));
+    QVERIFY(!window->findChild<TabPulseAnimator *>()->isAlert());
 }
 
 void TestMainWindow::closeWhileRunning_data()
