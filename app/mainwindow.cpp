@@ -2,6 +2,7 @@
 
 #include "app/settingsdialog.h"
 #include "app/settingskeys.h"
+#include "app/sharppixmap.h"
 #include "app/theme.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/conversionoptions.h"
@@ -159,13 +160,13 @@ QWidget *MainWindow::buildHeader()
     layout->setContentsMargins(0, 0, 0, 4);
     auto *logo = new QLabel(header);
     logo->setObjectName(u"headerLogo"_s);
-    logo->setPixmap(QPixmap(u":/res/png/title_left_side.png"_s));
+    logo->setPixmap(sharpPixmap(u":/res/png/title_left_side.png"_s, devicePixelRatioF()));
     layout->addWidget(logo);
     layout->addStretch(1);
     // The converter's own title picture on the right says which converter this build drives.
     auto *title = new QLabel(header);
     title->setObjectName(u"headerTitle"_s);
-    title->setPixmap(QPixmap(converter.titleImage));
+    title->setPixmap(sharpPixmap(converter.titleImage, devicePixelRatioF()));
     layout->addWidget(title);
     return header;
 }
@@ -1037,7 +1038,7 @@ QMessageBox *MainWindow::createAboutDialog()
     auto *box = new QMessageBox(this);
     box->setObjectName(u"aboutDialog"_s);
     box->setWindowTitle(tr("About KVT"));
-    box->setIconPixmap(QPixmap(u":/res/png/title_left_side.png"_s));
+    box->setIconPixmap(sharpPixmap(u":/res/png/title_left_side.png"_s, devicePixelRatioF()));
     const QUrl site(Deployment::vendorSiteUrl());
     const QString email = Deployment::contactEmail();
     box->setTextFormat(Qt::RichText);

@@ -1,5 +1,7 @@
 #include "options/dropoverlay.h"
 
+#include "app/sharppixmap.h"
+
 #include <QLabel>
 #include <QPainter>
 #include <QPixmap>
@@ -41,7 +43,7 @@ DropOverlay::DropOverlay(QWidget *host)
 void DropOverlay::showOver(const QRect &area, const QString &text, const QString &pixmapPath)
 {
     currentPixmapPath = pixmapPath;
-    const QPixmap pixmap(pixmapPath);
+    const QPixmap pixmap = sharpPixmap(pixmapPath, devicePixelRatioF());
     iconLabel->setPixmap(pixmap);
     // The icon may not be drawn yet; the text alone still says what will happen.
     iconLabel->setVisible(!pixmap.isNull());

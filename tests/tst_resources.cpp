@@ -1,3 +1,5 @@
+#include "app/sharppixmap.h"
+
 #include <algorithm>
 
 #include <QDir>
@@ -51,6 +53,8 @@ class tst_Resources : public QObject
 private Q_SLOTS:
     void everyPathInTheCodeIsCompiledIn();
     void highDpiVariantsAreTwiceAsLarge();
+    void sharpPixmapPicksTheTwinOnHighDpi_data();
+    void sharpPixmapPicksTheTwinOnHighDpi();
 };
 
 void tst_Resources::everyPathInTheCodeIsCompiledIn()
@@ -102,5 +106,29 @@ void tst_Resources::highDpiVariantsAreTwiceAsLarge()
     QVERIFY(checked > 40);
 }
 
-QTEST_GUILESS_MAIN(tst_Resources)
+void tst_Resources::sharpPixmapPicksTheTwinOnHighDpi_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<qreal>("ratio");
+    QTest::addColumn<qreal>("expectedRatio");
+    QTest::addRow("scale 1 takes the picture") << u":/res/png/title_revit.png"_s << 1.0 << 1.0;
+    QTest::addRow("scale 2 takes the twin") << u":/res/png/title_revit.png"_s << 2.0 << 2.0;
+    QTest::addRow("fractional scale takes the twin") << u":/res/png/title_left_side.png"_s << 1.5 << 2.0;
+    QTest::addRow("no twin falls back") << u":/res/png/splash_screen.png"_s << 2.0 << 1.0;
+}
+
+void tst_Resources::sharpPixmapPicksTheTwinOnHighDpi()
+{
+    QFETCH(QString, path);
+    QFETCH(qreal, ratio);
+    QFETCH(qreal, expectedRatio);
+    const QPixmap plain(path);
+    QVERIFY(!plain.isNull());
+    const QPixmap sharp = sharpPixmap(path, ratio);
+    QCOMPARE(sharp.devicePixelRatio(), expectedRatio);
+    // Whatever file it came from, the picture takes the same room on screen.
+    QCOMPARE(sharp.deviceIndependentSize().toSize(), plain.size());
+}
+
+QTEST_MAIN(tst_Resources)
 #include "tst_resources.moc"
