@@ -1,9 +1,9 @@
 #include "app/mainwindow.h"
 
 #include "app/settingsdialog.h"
-#include "app/settingskeys.h"
-#include "app/sharppixmap.h"
 #include "app/theme.h"
+#include "common/settingskeys.h"
+#include "common/sharppixmap.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/conversionoptions.h"
 #include "conversion/converteroutput.h"
@@ -34,8 +34,8 @@
 #include <QFont>
 #include <QGridLayout>
 #include <QGuiApplication>
-#include <QIcon>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QKeySequence>
 #include <QLabel>
 #include <QMenu>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/messageboxes.h"
 #include "app/runflow.h"
+#include "common/messageboxes.h"
 #include "conversion/converterinfo.h"
 #include "progress/filestatus.h"
 

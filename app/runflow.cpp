@@ -1,8 +1,7 @@
 #include "app/runflow.h"
 
-#include "input/formatsize.h"
+#include "common/formatting.h"
 #include "conversion/converteroutput.h"
-#include "progress/batchpanel.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -125,7 +124,7 @@ QString RunFlow::elidedName(const QString &name, int maxLength)
 
 QString RunFlow::elapsedText(bool valid, qint64 elapsedMs)
 {
-    return valid ? BatchPanel::formatClock(elapsedMs) : u"00:00"_s;
+    return valid ? formatClock(elapsedMs) : u"00:00"_s;
 }
 
 QString RunFlow::fileErrorLine(const QString &fileName, int exitCode)

@@ -1,6 +1,6 @@
 #include "app/settingsdialog.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,6 +1,5 @@
-#include "app/theme.h"
-
 #include "app/desktopportal.h"
+#include "app/theme.h"
 
 #include <QDBusConnection>
 #include <QGuiApplication>

@@ -1,6 +1,6 @@
 #include "app/theme.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 
 #include <QApplication>
 #include <QColor>

@@ -19,7 +19,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-
 #include <sys/resource.h>
 
 using namespace Qt::StringLiterals;

@@ -18,13 +18,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
-#include <vector>
-
 #include <spawn.h>
+#include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 extern char **environ;
 

@@ -1,8 +1,8 @@
 #include "input/inputpanel.h"
 
-#include "app/settingskeys.h"
+#include "common/dropoverlay.h"
+#include "common/settingskeys.h"
 #include "conversion/converterinfo.h"
-#include "options/dropoverlay.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

@@ -1,7 +1,9 @@
 #include "input/inputscanner.h"
 
-#include "input/formatsize.h"
+#include "common/formatting.h"
+#include "common/statuscolours.h"
 
+#include <QColor>
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
@@ -16,8 +18,9 @@ namespace {
 
 QString coloured(const QString &text, bool up)
 {
-    return u"<span style='color:%1;'>%2%3</span>"_s.arg(up ? u"#0dbc79"_s : u"#cd3131"_s, text,
-                                                        up ? u" &#9650;"_s : u" &#9660;"_s);
+    return u"<span style='color:%1;'>%2%3</span>"_s.arg(
+        QColor(up ? StatusColours::success : StatusColours::error).name(), text,
+        up ? u" &#9650;"_s : u" &#9660;"_s);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "input/recentfiles.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 
 #include <QAction>
 #include <QDir>

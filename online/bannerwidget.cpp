@@ -1,6 +1,6 @@
 #include "online/bannerwidget.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 #include "conversion/converterinfo.h"
 #include "online/bannercache.h"
 #include "online/bannerlabel.h"

@@ -1,5 +1,7 @@
 #include "online/deployment.h"
 
+#include "deploymentconfig.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {

@@ -1,8 +1,7 @@
 #include "online/nativehttps.h"
 
-#include <curl/curl.h>
-
 #include <chrono>
+#include <curl/curl.h>
 #include <mutex>
 
 // HTTPS client on libcurl for every platform but Windows, meeting the WinHTTP client's contract.

@@ -1,9 +1,8 @@
 #include "online/nativehttps.h"
 
+#include <vector>
 #include <windows.h>
 #include <winhttp.h>
-
-#include <vector>
 
 // Windows HTTPS client on WinHTTP. Deliberately free of Qt: it is also compiled by the
 // MinGW cross compiler on Linux so that it keeps building on every change.

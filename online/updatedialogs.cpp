@@ -1,6 +1,6 @@
 #include "online/updatedialogs.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 #include "online/versionchecker.h"
 
 #include <QAbstractButton>

@@ -1,6 +1,6 @@
 #include "online/versionchecker.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 #include "online/deployment.h"
 #include "online/httpsclient.h"
 

@@ -1,7 +1,7 @@
 #include "options/optionspanel.h"
 
+#include "common/dropoverlay.h"
 #include "conversion/converterinfo.h"
-#include "options/dropoverlay.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

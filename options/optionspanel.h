@@ -1,6 +1,6 @@
 #pragma once
 
-#include "input/filedialogs.h"
+#include "common/filedialogs.h"
 
 #include <QMap>
 #include <QString>

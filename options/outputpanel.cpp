@@ -1,7 +1,7 @@
 #include "options/outputpanel.h"
 
-#include "app/settingskeys.h"
-#include "options/dropoverlay.h"
+#include "common/dropoverlay.h"
+#include "common/settingskeys.h"
 
 #include <QCheckBox>
 #include <QDir>

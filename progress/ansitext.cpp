@@ -1,5 +1,8 @@
 #include "progress/ansitext.h"
 
+#include "common/statuscolours.h"
+
+#include <QColor>
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;
@@ -111,16 +114,18 @@ struct RunSink
 
 QString ansiPaletteColour(int sgrCode)
 {
-    static const char *const normal[] = {"#4d4d4d", "#cd3131", "#0dbc79", "#c09600",
-                                         "#2472c8", "#bc3fbc", "#11a8cd", "#e5e5e5"};
+    static constexpr QRgb normal[] = {qRgb(0x4d, 0x4d, 0x4d), StatusColours::error,   StatusColours::success,
+                                      StatusColours::warning, StatusColours::running, qRgb(0xbc, 0x3f, 0xbc),
+                                      qRgb(0x11, 0xa8, 0xcd), qRgb(0xe5, 0xe5, 0xe5)};
     // Bright white is deliberately the same grey as normal white.
-    static const char *const bright[] = {"#666666", "#f14c4c", "#23d18b", "#d7a700",
-                                         "#3b8eea", "#d670d6", "#29b8db", "#e5e5e5"};
+    static constexpr QRgb bright[] = {qRgb(0x66, 0x66, 0x66), qRgb(0xf1, 0x4c, 0x4c), qRgb(0x23, 0xd1, 0x8b),
+                                      qRgb(0xd7, 0xa7, 0x00), qRgb(0x3b, 0x8e, 0xea), qRgb(0xd6, 0x70, 0xd6),
+                                      qRgb(0x29, 0xb8, 0xdb), qRgb(0xe5, 0xe5, 0xe5)};
     const int index = sgrCode - 30;
     if (index >= 0 && index <= 7)
-        return QLatin1String(normal[index]);
+        return QColor(normal[index]).name();
     if (index >= 60 && index <= 67)
-        return QLatin1String(bright[index - 60]);
+        return QColor(bright[index - 60]).name();
     return {};
 }
 

@@ -1,6 +1,6 @@
 #include "progress/batchpanel.h"
 
-#include "input/formatsize.h"
+#include "common/formatting.h"
 #include "progress/batchtable.h"
 #include "progress/showinfolder.h"
 
@@ -170,26 +170,6 @@ int BatchPanel::fileIndexOfRow(int row) const
 void BatchPanel::setFolderOpener(FolderOpener opener)
 {
     openFolder = std::move(opener);
-}
-
-QString BatchPanel::formatDuration(qint64 ms)
-{
-    if (ms < 1000)
-        return tr("%1 ms").arg(ms);
-    if (ms < 60000)
-        return tr("%1 s").arg(static_cast<double>(ms) / 1000.0, 0, 'f', 1);
-    return tr("%1 min").arg(static_cast<double>(ms) / 60000.0, 0, 'f', 1);
-}
-
-QString BatchPanel::formatClock(qint64 ms)
-{
-    const qint64 s = ms / 1000;
-    const qint64 h = s / 3600;
-    const qint64 m = (s % 3600) / 60;
-    const qint64 sec = s % 60;
-    if (h < 1)
-        return u"%1:%2"_s.arg(m, 2, 10, QLatin1Char('0')).arg(sec, 2, 10, QLatin1Char('0'));
-    return u"%1:%2:%3"_s.arg(h).arg(m, 2, 10, QLatin1Char('0')).arg(sec, 2, 10, QLatin1Char('0'));
 }
 
 QString BatchPanel::summaryText(int fileCount, int disabledCount, qint64 enabledBytes)

@@ -61,8 +61,6 @@ public:
     using FolderOpener = std::function<void(const QString &absolutePath)>;
     void setFolderOpener(FolderOpener opener);
 
-    static QString formatDuration(qint64 ms);
-    static QString formatClock(qint64 ms);
     static QString summaryText(int fileCount, int disabledCount, qint64 enabledBytes);
 
 Q_SIGNALS:

@@ -1,5 +1,6 @@
 #include "progress/filestatus.h"
 
+#include "common/statuscolours.h"
 #include "conversion/converteroutput.h"
 
 #include <QCoreApplication>
@@ -33,9 +34,9 @@ QColor fileStatusColour(FileStatus status)
 {
     switch (status) {
     case FileStatus::Pending: return QColor(0x88, 0x88, 0x88);
-    case FileStatus::Running: return QColor(0x24, 0x72, 0xc8);
-    case FileStatus::Done: return QColor(0x0d, 0xbc, 0x79);
-    case FileStatus::Failed: return QColor(0xcd, 0x31, 0x31);
+    case FileStatus::Running: return QColor(StatusColours::running);
+    case FileStatus::Done: return QColor(StatusColours::success);
+    case FileStatus::Failed: return QColor(StatusColours::error);
     case FileStatus::Skipped: return QColor(0xd7, 0xa7, 0x00);
     case FileStatus::Stopped: return QColor(0xff, 0x6b, 0x6b);
     case FileStatus::Canceled: return QColor(0x8b, 0x00, 0x00);

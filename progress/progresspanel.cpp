@@ -1,5 +1,9 @@
 #include "progress/progresspanel.h"
 
+#include "common/statuscolours.h"
+
+#include <QByteArrayMatcher>
+#include <QColor>
 #include <QEvent>
 #include <QFile>
 #include <QFileDialog>
@@ -13,7 +17,6 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QByteArrayMatcher>
 #include <QStringMatcher>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -151,11 +154,12 @@ ProgressPanel::ProgressPanel(QWidget *parent)
     clearButton->setToolTip(tr("Clear log (Ctrl+L)"));
     errorLabel = new QLabel(this);
     errorLabel->setObjectName(u"logErrorCountLabel"_s);
-    errorLabel->setStyleSheet(u"color: #cd3131; font-weight: bold;"_s);
+    errorLabel->setStyleSheet(u"color: %1; font-weight: bold;"_s.arg(QColor(StatusColours::error).name()));
     errorLabel->hide();
     warningLabel = new QLabel(this);
     warningLabel->setObjectName(u"logWarningCountLabel"_s);
-    warningLabel->setStyleSheet(u"color: #c09600; font-weight: bold;"_s);
+    warningLabel->setStyleSheet(
+        u"color: %1; font-weight: bold;"_s.arg(QColor(StatusColours::warning).name()));
     warningLabel->hide();
     saveButton = new QPushButton(QIcon(u":/res/style/icons/save.png"_s), tr("Save Log"), this);
     saveButton->setObjectName(u"logSaveButton"_s);

@@ -1,6 +1,6 @@
 #include "progress/tabpulseanimator.h"
 
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 
 #include <QSettings>
 #include <QTabBar>

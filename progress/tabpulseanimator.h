@@ -1,5 +1,7 @@
 #pragma once
 
+#include "common/statuscolours.h"
+
 #include <QColor>
 #include <QObject>
 #include <QSet>
@@ -29,7 +31,7 @@ public:
     int frameIntervalMs() const { return frameTimer.interval(); }
     double currentPhase() const { return phase; }
 
-    static QColor alertColour() { return QColor::fromRgb(205, 49, 49); }
+    static QColor alertColour() { return QColor(StatusColours::error); }
     // The pulse colour at a phase (radians): from the theme's grey to green and back.
     static QColor pulseColour(double phase, bool darkTheme);
     static int clampFps(int fps);

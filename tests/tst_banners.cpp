@@ -1,3 +1,4 @@
+#include "common/settingskeys.h"
 #include "online/bannercache.h"
 #include "online/bannerentry.h"
 #include "online/bannerlabel.h"
@@ -5,8 +6,6 @@
 #include "online/deployment.h"
 #include "online/dotwidget.h"
 #include "online/infopanel.h"
-
-#include "app/settingskeys.h"
 #include "testsupport/testcertificate.h"
 #include "testsupport/testnetworkenvironment.h"
 #include "testsupport/tlstestserver.h"

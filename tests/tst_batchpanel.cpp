@@ -1,16 +1,17 @@
+#include "common/formatting.h"
+#include "conversion/conversioncontroller.h"
+#include "conversion/converterinfo.h"
+#include "conversion/converteroutput.h"
 #include "progress/batchpanel.h"
 #include "progress/progresspanel.h"
 #include "testsupport/childprocesses.h"
 
-#include "conversion/conversioncontroller.h"
-#include "conversion/converteroutput.h"
-#include "conversion/converterinfo.h"
-
+#include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QMenu>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStackedWidget>
@@ -18,7 +19,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
-#include <QDesktopServices>
 
 using namespace Qt::StringLiterals;
 
@@ -113,11 +113,11 @@ void tst_BatchPanel::texts_data()
 {
     QTest::addColumn<QString>("actual");
     QTest::addColumn<QString>("expected");
-    QTest::addRow("999 ms") << BatchPanel::formatDuration(999) << u"999 ms"_s;
-    QTest::addRow("1000 ms") << BatchPanel::formatDuration(1000) << u"1.0 s"_s;
-    QTest::addRow("60000 ms") << BatchPanel::formatDuration(60000) << u"1.0 min"_s;
-    QTest::addRow("clock 65 s") << BatchPanel::formatClock(65999) << u"01:05"_s;
-    QTest::addRow("clock 3725 s") << BatchPanel::formatClock(3725000) << u"1:02:05"_s;
+    QTest::addRow("999 ms") << formatDuration(999) << u"999 ms"_s;
+    QTest::addRow("1000 ms") << formatDuration(1000) << u"1.0 s"_s;
+    QTest::addRow("60000 ms") << formatDuration(60000) << u"1.0 min"_s;
+    QTest::addRow("clock 65 s") << formatClock(65999) << u"01:05"_s;
+    QTest::addRow("clock 3725 s") << formatClock(3725000) << u"1:02:05"_s;
     QTest::addRow("summary disabled")
         << BatchPanel::summaryText(3, 1, 1023) << u"2 file(s), 1023 B (1 disabled)"_s;
     QTest::addRow("summary 1024 B") << BatchPanel::summaryText(1, 0, 1024) << u"1 file(s), 1.0 KB"_s;

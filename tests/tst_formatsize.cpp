@@ -1,4 +1,4 @@
-#include "input/formatsize.h"
+#include "common/formatting.h"
 
 #include <QLocale>
 #include <QTest>

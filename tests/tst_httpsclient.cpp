@@ -1,5 +1,4 @@
 #include "online/httpsclient.h"
-
 #include "testsupport/testcertificate.h"
 #include "testsupport/testnetworkenvironment.h"
 #include "testsupport/tlstestserver.h"

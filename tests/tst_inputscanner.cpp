@@ -1,6 +1,5 @@
-#include "input/inputscanner.h"
-
 #include "conversion/converterinfo.h"
+#include "input/inputscanner.h"
 #include "testsupport/droptesting.h"
 
 #include <QAtomicInt>

@@ -3,7 +3,7 @@
 // opening paths, remembered folders, and the run's requests reaching the controller.
 
 #include "app/mainwindow.h"
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 #include "conversion/conversioncontroller.h"
 #include "input/inputpanel.h"
 #include "options/outputpanel.h"
@@ -19,8 +19,8 @@
 #include <QFile>
 #include <QLabel>
 #include <QMenu>
-#include <QProgressBar>
 #include <QProcess>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSettings>

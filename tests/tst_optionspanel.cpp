@@ -1,7 +1,6 @@
-#include "options/optionspanel.h"
-
+#include "common/dropoverlay.h"
 #include "conversion/converterinfo.h"
-#include "options/dropoverlay.h"
+#include "options/optionspanel.h"
 #include "testsupport/droptesting.h"
 #include "testsupport/fakefiledialogs.h"
 

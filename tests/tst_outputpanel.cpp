@@ -1,7 +1,6 @@
+#include "common/dropoverlay.h"
+#include "common/settingskeys.h"
 #include "options/outputpanel.h"
-
-#include "app/settingskeys.h"
-#include "options/dropoverlay.h"
 #include "testsupport/droptesting.h"
 #include "testsupport/fakefiledialogs.h"
 

@@ -1,6 +1,5 @@
+#include "common/settingskeys.h"
 #include "input/recentfiles.h"
-
-#include "app/settingskeys.h"
 
 #include <QAction>
 #include <QDir>

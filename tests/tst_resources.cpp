@@ -1,6 +1,4 @@
-#include "app/sharppixmap.h"
-
-#include <algorithm>
+#include "common/sharppixmap.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -9,6 +7,8 @@
 #include <QImageReader>
 #include <QRegularExpression>
 #include <QTest>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 

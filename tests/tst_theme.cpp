@@ -12,9 +12,9 @@
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMainWindow>
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QProgressBar>

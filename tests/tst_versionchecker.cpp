@@ -1,10 +1,8 @@
-#include "online/versionchecker.h"
-
-#include "app/settingskeys.h"
+#include "common/settingskeys.h"
 #include "online/deployment.h"
 #include "online/httpsclient.h"
 #include "online/updatedialogs.h"
-
+#include "online/versionchecker.h"
 #include "testsupport/testcertificate.h"
 #include "testsupport/testnetworkenvironment.h"
 #include "testsupport/tlstestserver.h"

@@ -6,13 +6,13 @@
 // With --scale 2 the pictures come out at device pixel ratio 2 (file names end in @2x).
 
 #include "app/mainwindow.h"
-#include "app/messageboxes.h"
 #include "app/settingsdialog.h"
 #include "app/theme.h"
+#include "common/dropoverlay.h"
+#include "common/messageboxes.h"
 #include "conversion/converterinfo.h"
 #include "input/inputpanel.h"
 #include "online/updatedialogs.h"
-#include "options/dropoverlay.h"
 #include "progress/batchpanel.h"
 #include "progress/progresspanel.h"
 
@@ -30,8 +30,8 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QMenu>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QProgressBar>
 #include <QPushButton>

@@ -6,8 +6,8 @@
 // settings and cache folders and never talks to the network.
 
 #include "app/mainwindow.h"
-#include "app/messageboxes.h"
 #include "app/theme.h"
+#include "common/messageboxes.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 

@@ -4,8 +4,8 @@
 //
 //   render_online OUTPUT-FOLDER
 
-#include "app/settingskeys.h"
 #include "app/theme.h"
+#include "common/settingskeys.h"
 #include "online/bannerentry.h"
 #include "online/bannerwidget.h"
 #include "online/infopanel.h"

@@ -2,7 +2,6 @@
 // and a probe that reports the main window's first paint. Started by bench_startup.
 
 #include "../firstpaintprobe.h"
-
 #include "app/mainwindow.h"
 #include "app/startup.h"
 

@@ -3,7 +3,7 @@
 // File dialogs that answer at once with answers queued by the test, and record how they
 // were asked (caption, start folder, filter).
 
-#include "input/filedialogs.h"
+#include "common/filedialogs.h"
 
 #include <QList>
 #include <QString>

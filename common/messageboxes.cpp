@@ -1,4 +1,4 @@
-#include "app/messageboxes.h"
+#include "common/messageboxes.h"
 
 #include <QMessageBox>
 

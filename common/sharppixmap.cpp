@@ -1,4 +1,4 @@
-#include "app/sharppixmap.h"
+#include "common/sharppixmap.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,4 +1,4 @@
-#include "input/filedialogs.h"
+#include "common/filedialogs.h"
 
 #include <QFileDialog>
 

@@ -1,6 +1,6 @@
-#include "options/dropoverlay.h"
+#include "common/dropoverlay.h"
 
-#include "app/sharppixmap.h"
+#include "common/sharppixmap.h"
 
 #include <QLabel>
 #include <QPainter>

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QString>
+
+// Every settings key of the program, with its default, defined once.
+namespace SettingsKeys {
+
+inline QString theme()
+{
+    return QStringLiteral("global/theme");
+}
+inline QString confirmBeforeStart()
+{
+    return QStringLiteral("global/confirmBeforeStart");
+}
+inline QString autoCheckUpdates()
+{
+    return QStringLiteral("global/autoCheckUpdates");
+}
+inline QString updateIntervalDays()
+{
+    return QStringLiteral("global/updateIntervalDays");
+}
+inline QString lastUpdateCheck()
+{
+    return QStringLiteral("global/lastUpdateCheck");
+}
+inline QString disableTabBlinking()
+{
+    return QStringLiteral("global/disableTabBlinking");
+}
+inline QString blinkingFps()
+{
+    return QStringLiteral("global/blinkingFps");
+}
+inline QString windowGeometry()
+{
+    return QStringLiteral("global/windowGeometry");
+}
+inline QString defaultInputDir()
+{
+    return QStringLiteral("default_input_dir");
+}
+inline QString defaultOutputDir()
+{
+    return QStringLiteral("default_output_dir");
+}
+inline QString bannerEntries()
+{
+    return QStringLiteral("banners/entries");
+}
+
+// Per-converter keys, prefixed by the converter's id.
+inline QString lastInputDir(const QString &converterId)
+{
+    return converterId + QStringLiteral("/lastInputDir");
+}
+inline QString lastOutputDir(const QString &converterId)
+{
+    return converterId + QStringLiteral("/lastOutputDir");
+}
+inline QString recentFiles(const QString &converterId)
+{
+    return converterId + QStringLiteral("/recentFiles");
+}
+
+inline QString defaultTheme()
+{
+    return QStringLiteral("auto");
+}
+inline constexpr bool defaultConfirmBeforeStart = false;
+inline constexpr bool defaultAutoCheckUpdates = true;
+inline constexpr int defaultUpdateIntervalDays = 7;
+inline constexpr bool defaultDisableTabBlinking = false;
+inline constexpr int defaultBlinkingFps = 30;
+
+// Organisation of the settings store; the application name is the converter's display name.
+inline QString organisationName()
+{
+    return QStringLiteral("Kavanto");
+}
+
+} // namespace SettingsKeys
