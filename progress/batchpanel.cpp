@@ -2,7 +2,7 @@
 
 #include "common/formatting.h"
 #include "progress/batchtable.h"
-#include "progress/showinfolder.h"
+#include "common/showinfolder.h"
 
 #include <QClipboard>
 #include <QDir>

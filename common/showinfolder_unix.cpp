@@ -1,4 +1,4 @@
-#include "progress/showinfolder.h"
+#include "common/showinfolder.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
