@@ -2,8 +2,10 @@
 
 #include "app/settingsdialog.h"
 #include "app/theme.h"
+#include "common/dialogs.h"
 #include "common/settingskeys.h"
 #include "common/sharppixmap.h"
+#include "common/styleroles.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/conversionoptions.h"
 #include "conversion/converteroutput.h"
@@ -27,7 +29,6 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
-#include <QDesktopServices>
 #include <QDialog>
 #include <QDir>
 #include <QFileInfo>
@@ -88,13 +89,13 @@ QScrollArea *frameless(QWidget *content, QWidget *parent)
 
 } // namespace
 
-MainWindow::MainWindow(const ConverterInfo &converterInfo, QWidget *parent)
+MainWindow::MainWindow(const ConverterInfo &converterInfo, QSettings *settingsStore, Dialogs *sharedDialogs,
+                       QWidget *parent)
     : QMainWindow(parent)
     , converter(converterInfo)
-    , settings(new QSettings(SettingsKeys::organisationName(), converterInfo.displayName, this))
+    , settings(settingsStore)
     , controller(new ConversionController(this))
-    , messageBoxes(MessageBoxes::native())
-    , urlOpener([](const QUrl &url) { return QDesktopServices::openUrl(url); })
+    , dialogs(sharedDialogs)
 {
     if (objectName().isEmpty())
         setObjectName(u"MainWindow"_s);
@@ -179,7 +180,7 @@ QWidget *MainWindow::buildLeftColumn()
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
 
-    inputPanel = new InputPanel(settings, content);
+    inputPanel = new InputPanel(settings, dialogs, content);
     inputPanel->setConverter(converter);
     inputPanel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     layout->addWidget(inputPanel);
@@ -209,7 +210,7 @@ QLayout *MainWindow::buildRightColumn()
 {
     auto *column = new QVBoxLayout;
 
-    outputPanel = new OutputPanel(settings, central);
+    outputPanel = new OutputPanel(settings, dialogs, central);
     outputPanel->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     column->addWidget(outputPanel);
 
@@ -217,11 +218,11 @@ QLayout *MainWindow::buildRightColumn()
     tabWidget->setObjectName(u"mainTabs"_s);
     tabWidget->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 
-    optionsPanel = new OptionsPanel;
+    optionsPanel = new OptionsPanel(dialogs);
     optionsPanel->setConverter(converter);
     tabWidget->addTab(frameless(optionsPanel, tabWidget), icon(u"sliders-horizontal"_s), tr("Settings"));
 
-    progressPanel = new ProgressPanel(tabWidget);
+    progressPanel = new ProgressPanel(dialogs, tabWidget);
     logTabIndex = tabWidget->addTab(progressPanel, icon(u"scroll-text"_s), tr("Log"));
 
     // The batch table has no room of its own for "Retry Failed", so the tab holds the
@@ -230,7 +231,7 @@ QLayout *MainWindow::buildRightColumn()
     filesPage->setObjectName(u"filesPage"_s);
     auto *filesLayout = new QVBoxLayout(filesPage);
     filesLayout->setContentsMargins(0, 0, 0, 0);
-    batchPanel = new BatchPanel(filesPage);
+    batchPanel = new BatchPanel(dialogs, filesPage);
     filesLayout->addWidget(batchPanel, 1);
     retryButton = new QPushButton(icon(u"refresh-cw"_s), tr("Retry Failed"), filesPage);
     retryButton->setObjectName(u"retryFailedButton"_s);
@@ -255,12 +256,12 @@ QLayout *MainWindow::buildRunBar()
     startButton->setObjectName(u"startButton"_s);
     startButton->setIconSize(QSize(18, 18));
     startButton->setToolTip(tr("Start conversion (Ctrl+Enter)"));
-    startButton->setProperty("buttonRole", u"start"_s);
+    setStyleRole(startButton, "buttonRole", u"start"_s);
     bar->addWidget(startButton);
 
     auto *hint = new QLabel(tr("Ctrl+Enter to start · Esc to stop"), central);
     hint->setObjectName(u"runHintLabel"_s);
-    hint->setProperty("textRole", u"secondary"_s);
+    setStyleRole(hint, "textRole", u"secondary"_s);
     hint->setAlignment(Qt::AlignCenter);
     bar->addWidget(hint);
 
@@ -273,7 +274,7 @@ QLayout *MainWindow::buildRunBar()
 
     progressTextLabel = new QLabel(central);
     progressTextLabel->setObjectName(u"progressTextLabel"_s);
-    progressTextLabel->setProperty("textRole", u"secondary"_s);
+    setStyleRole(progressTextLabel, "textRole", u"secondary"_s);
     progressTextLabel->setAlignment(Qt::AlignCenter);
     bar->addWidget(progressTextLabel);
 
@@ -281,7 +282,7 @@ QLayout *MainWindow::buildRunBar()
     openOutputFolderButton->setObjectName(u"openOutputFolderButton"_s);
     openOutputFolderButton->setFlat(true);
     openOutputFolderButton->setCursor(Qt::PointingHandCursor);
-    openOutputFolderButton->setProperty("buttonRole", u"link"_s);
+    setStyleRole(openOutputFolderButton, "buttonRole", u"link"_s);
     // Its room stays while it is hidden, so the START button does not jump between runs.
     QSizePolicy keepRoom = openOutputFolderButton->sizePolicy();
     keepRoom.setRetainSizeWhenHidden(true);
@@ -478,26 +479,15 @@ void MainWindow::setDarkTheme(bool dark)
     tabPulse->setDarkTheme(dark);
 }
 
-void MainWindow::setMessageBoxes(MessageBoxes boxes)
-{
-    messageBoxes = std::move(boxes);
-}
-
-void MainWindow::setUrlOpener(UrlOpener opener)
-{
-    urlOpener = std::move(opener);
-}
-
 void MainWindow::showError(const QString &text)
 {
-    if (messageBoxes.showError)
-        messageBoxes.showError(this, text);
+    dialogs->showError(this, text);
 }
 
 QMessageBox::StandardButton MainWindow::ask(const QString &text, QMessageBox::StandardButtons buttons,
                                             QMessageBox::StandardButton defaultButton)
 {
-    return messageBoxes.ask ? messageBoxes.ask(this, text, buttons, defaultButton) : QMessageBox::NoButton;
+    return dialogs->ask(this, text, buttons, defaultButton);
 }
 
 InputMode MainWindow::inputMode() const
@@ -671,10 +661,8 @@ void MainWindow::runFiles(const QFileInfoList &files)
     progressPanel->clearLog();
     clearingLogForRun = false;
     // A new run starts neutral; the last run's green or red belongs to its summary.
-    progressBar->setProperty("barRole", QVariant());
-    progressTextLabel->setProperty("textRole", u"secondary"_s);
-    repolish(progressBar);
-    repolish(progressTextLabel);
+    setStyleRole(progressBar, "barRole", QVariant());
+    setStyleRole(progressTextLabel, "textRole", u"secondary"_s);
     stopFollowUpTimer->stop();
     currentFileNumber = 0;
     totalFileCount = 0;
@@ -703,14 +691,13 @@ void MainWindow::setRunningState(bool runningNow)
         startButton->setIcon(icon(u"square-white"_s));
         startButton->setText(tr("STOP"));
         startButton->setToolTip(tr("Cancel conversion (Escape)"));
-        startButton->setProperty("buttonRole", u"stop"_s);
+        setStyleRole(startButton, "buttonRole", u"stop"_s);
     } else {
         startButton->setIcon(icon(u"play-white"_s));
         startButton->setText(tr("START"));
         startButton->setToolTip(tr("Start conversion (Ctrl+Enter)"));
-        startButton->setProperty("buttonRole", u"start"_s);
+        setStyleRole(startButton, "buttonRole", u"start"_s);
     }
-    repolish(startButton);
 
     const QString toolTip = running ? tr("Disabled while conversion is running") : QString();
     for (QWidget *panel :
@@ -820,10 +807,8 @@ void MainWindow::showSummary(int successCount, int failCount, int skipCount)
 {
     const RunFlow::Summary summary = RunFlow::summary(successCount, failCount, skipCount);
     progressTextLabel->setText(summary.text);
-    progressTextLabel->setProperty("textRole", summary.role);
-    progressBar->setProperty("barRole", summary.role);
-    repolish(progressTextLabel);
-    repolish(progressBar);
+    setStyleRole(progressTextLabel, "textRole", summary.role);
+    setStyleRole(progressBar, "barRole", summary.role);
     tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(failCount));
 }
 
@@ -839,9 +824,8 @@ void MainWindow::onStopRequested()
         return;
 
     startButton->setText(tr("STOPPING..."));
-    startButton->setProperty("buttonRole", u"stopping"_s);
+    setStyleRole(startButton, "buttonRole", u"stopping"_s);
     startButton->setEnabled(false);
-    repolish(startButton);
     // Stopping may wait for the converter to die; show the new state before that.
     startButton->repaint();
 
@@ -872,8 +856,8 @@ void MainWindow::openOutputFolder()
     const QString folder = RunFlow::outputFolderToOpen(outputPanel->isSameAsProject(), inputMode(),
                                                        inputPanel->filePath(), inputPanel->folderPath(),
                                                        inputPanel->selectedFiles(), outputPanel->outputDir());
-    if (!folder.isEmpty() && urlOpener)
-        urlOpener(QUrl::fromLocalFile(folder));
+    if (!folder.isEmpty())
+        dialogs->openUrl(QUrl::fromLocalFile(folder));
 }
 
 void MainWindow::saveRememberedState()
@@ -1049,11 +1033,4 @@ QMessageBox *MainWindow::createAboutDialog()
                      site.toString().toHtmlEscaped(), site.host().toHtmlEscaped(), email.toHtmlEscaped()));
     box->setStandardButtons(QMessageBox::Ok);
     return box;
-}
-
-void MainWindow::repolish(QWidget *widget)
-{
-    widget->style()->unpolish(widget);
-    widget->style()->polish(widget);
-    widget->update();
 }

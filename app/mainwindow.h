@@ -1,13 +1,13 @@
 #pragma once
 
 #include "app/runflow.h"
-#include "common/messageboxes.h"
 #include "conversion/converterinfo.h"
 #include "progress/filestatus.h"
 
 #include <QElapsedTimer>
 #include <QFileInfoList>
 #include <QMainWindow>
+#include <QMessageBox>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -16,6 +16,7 @@
 #include <initializer_list>
 
 class BannerWidget;
+class Dialogs;
 class BatchPanel;
 class ConversionController;
 class ExportFormatsPanel;
@@ -30,7 +31,7 @@ class QAction;
 class QDialog;
 class QLabel;
 class QMenu;
-class QMessageBox;
+
 class QProgressBar;
 class QPushButton;
 class QSettings;
@@ -50,7 +51,9 @@ class MainWindow final : public QMainWindow
     Q_DISABLE_COPY_MOVE(MainWindow)
 
 public:
-    explicit MainWindow(const ConverterInfo &converter, QWidget *parent = nullptr);
+    // The settings store and the dialogs are the caller's and must outlive the window.
+    MainWindow(const ConverterInfo &converter, QSettings *settings, Dialogs *dialogs,
+               QWidget *parent = nullptr);
     ~MainWindow() override;
 
     // Opens what was named on the command line: a folder, one file or several files.
@@ -59,11 +62,6 @@ public:
     // The theme start-up chose, so the tab pulse starts from the matching grey without
     // asking the desktop a second time.
     void setDarkTheme(bool dark);
-
-    // Seams for tests: answers for the error and question boxes, and how folders are opened.
-    void setMessageBoxes(MessageBoxes boxes);
-    using UrlOpener = std::function<bool(const QUrl &url)>;
-    void setUrlOpener(UrlOpener opener);
 
     bool isRunning() const { return running; }
 
@@ -127,7 +125,6 @@ private:
     void showBatchContextMenu(const QPoint &viewportPos);
     void openPreferences();
     void applyTheme();
-    static void repolish(QWidget *widget);
 
     ConverterInfo converter;
     QSettings *settings;
@@ -173,6 +170,5 @@ private:
     QTimer *stopFollowUpTimer = nullptr;
     // Set while a run start clears the log, so that only a clear by the user is announced.
     bool clearingLogForRun = false;
-    MessageBoxes messageBoxes;
-    UrlOpener urlOpener;
+    Dialogs *dialogs;
 };

@@ -2,12 +2,16 @@
 
 #include "app/mainwindow.h"
 #include "app/theme.h"
+#include "common/dialogs.h"
+#include "common/settingskeys.h"
 #include "conversion/converterinfo.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QScreen>
+#include <QSettings>
 #include <QSplashScreen>
 #include <QTimer>
 
@@ -27,7 +31,11 @@ int run(int &argc, char **argv, const Options &options)
     const ConverterInfo info = makeRevitConverterInfo(true);
     QCoreApplication::setApplicationName(info.displayName);
 
-    const bool dark = isDarkTheme(info.displayName);
+    // One settings store and one set of dialogs for the whole session, handed to the window.
+    QSettings settings(SettingsKeys::organisationName(), info.displayName);
+    Dialogs dialogs;
+
+    const bool dark = isDarkTheme(settings, systemPrefersDark);
     applyStyleSheet(app, dark);
 
     auto *splash = new QSplashScreen(
@@ -41,10 +49,11 @@ int run(int &argc, char **argv, const Options &options)
     const int delay = remainingSplashMs(splashTimer.elapsed(), options.minimumSplashMs);
 
     const QStringList arguments = QCoreApplication::arguments();
-    QTimer::singleShot(delay, &app, [splash, info, arguments, dark, &options] {
+    QPointer<MainWindow> window;
+    QTimer::singleShot(delay, &app, [&, splash, arguments, dark] {
         splash->close();
         delete splash;
-        auto *window = new MainWindow(info);
+        window = new MainWindow(info, &settings, &dialogs);
         window->setAttribute(Qt::WA_DeleteOnClose);
         window->setDarkTheme(dark);
         if (arguments.size() > 1)
@@ -53,7 +62,10 @@ int run(int &argc, char **argv, const Options &options)
         if (options.windowShown)
             options.windowShown(window);
     });
-    return QApplication::exec();
+    const int exitCode = QApplication::exec();
+    // The window may still wait for its deferred deletion; it goes before the store it uses.
+    delete window;
+    return exitCode;
 }
 
 QSize splashBox(const QSize &screenSize)

@@ -1,7 +1,9 @@
 #include "input/inputpanel.h"
 
+#include "common/dialogs.h"
 #include "common/dropoverlay.h"
 #include "common/settingskeys.h"
+#include "common/styleroles.h"
 #include "conversion/converterinfo.h"
 
 #include <QButtonGroup>
@@ -48,10 +50,10 @@ QRadioButton *makeModeRadio(const QString &objectName, const QString &text, QWid
 
 } // namespace
 
-InputPanel::InputPanel(QSettings *settings, QWidget *parent)
+InputPanel::InputPanel(QSettings *settings, Dialogs *dialogs, QWidget *parent)
     : QWidget(parent)
     , settings(settings)
-    , fileDialogs(FileDialogs::native())
+    , dialogs(dialogs)
 {
     setAcceptDrops(true);
 
@@ -106,7 +108,7 @@ InputPanel::InputPanel(QSettings *settings, QWidget *parent)
 
     summaryLabel = new QLabel(tr("No files selected"), group);
     summaryLabel->setObjectName(u"inputSummaryLabel"_s);
-    summaryLabel->setProperty("textRole", u"secondary"_s);
+    setStyleRole(summaryLabel, "textRole", u"secondary"_s);
 
     layout->addWidget(singleFileRadio);
     layout->addWidget(singleFileRow);
@@ -275,7 +277,7 @@ void InputPanel::rememberDirectory(const QString &dir)
 void InputPanel::onBrowseFile()
 {
     const QString path =
-        fileDialogs.openFileName(this, tr("Select Project File"), startDirectory(), dialogFilter);
+        dialogs->openFileName(this, tr("Select Project File"), startDirectory(), dialogFilter);
     if (path.isEmpty())
         return;
     rememberDirectory(QFileInfo(path).absolutePath());
@@ -289,7 +291,7 @@ void InputPanel::onBrowseFile()
 
 void InputPanel::onBrowseFolder()
 {
-    const QString answer = fileDialogs.existingDirectory(this, tr("Select Folder"), startDirectory());
+    const QString answer = dialogs->existingDirectory(this, tr("Select Folder"), startDirectory());
     if (answer.isEmpty())
         return;
     const QString folder = QDir(answer).absolutePath();
@@ -304,7 +306,7 @@ void InputPanel::onBrowseFolder()
 void InputPanel::onBrowseFiles()
 {
     const QStringList chosen =
-        fileDialogs.openFileNames(this, tr("Select Files"), startDirectory(), dialogFilter);
+        dialogs->openFileNames(this, tr("Select Files"), startDirectory(), dialogFilter);
     if (chosen.isEmpty())
         return;
     rememberDirectory(QFileInfo(chosen.constFirst()).absolutePath());

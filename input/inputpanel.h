@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/filedialogs.h"
+class Dialogs;
 
 #include <QFileInfoList>
 #include <QString>
@@ -35,7 +35,7 @@ public:
         QFileInfoList files;
     };
 
-    explicit InputPanel(QSettings *settings, QWidget *parent = nullptr);
+    InputPanel(QSettings *settings, Dialogs *dialogs, QWidget *parent = nullptr);
 
     bool isSingleFileMode() const;
     bool isFolderMode() const;
@@ -54,8 +54,6 @@ public:
     void setConverter(const ConverterInfo &info);
     void setInfoText(const QString &text, Qt::TextFormat format);
     void setRecentFilesMenu(QMenu *menu);
-
-    void setFileDialogs(FileDialogs dialogs) { fileDialogs = std::move(dialogs); }
 
     static DroppedInput collectDrop(const QList<QUrl> &urls, const QStringList &acceptedExtensions);
 
@@ -82,7 +80,7 @@ private:
     void popUpRecentMenu();
 
     QSettings *settings;
-    FileDialogs fileDialogs;
+    Dialogs *dialogs;
     QButtonGroup *modeGroup;
     QRadioButton *singleFileRadio;
     QWidget *singleFileRow;

@@ -1,5 +1,6 @@
 #include "online/infopanel.h"
 
+#include "common/styleroles.h"
 #include "online/deployment.h"
 
 #include <QEvent>
@@ -57,7 +58,7 @@ InfoPanel::InfoPanel(QWidget *parent)
 
     auto *version = new QLabel(tr("Version 18.1.0 released on 04.03.2026"), group);
     version->setObjectName(u"versionLabel"_s);
-    version->setProperty("textRole", u"secondary"_s);
+    setStyleRole(version, "textRole", u"secondary"_s);
     layout->addWidget(version, 0, 0, 1, 2);
 
     linkLabels = {linkLabel(u"contactLabel"_s, group), linkLabel(u"downloadLabel"_s, group)};

@@ -1,5 +1,7 @@
 #include "options/fileversionspanel.h"
 
+#include "common/styleroles.h"
+
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -49,7 +51,7 @@ void FileVersionsPanel::setConverter(const ConverterInfo &info)
             badge->setObjectName(u"versionBadge"_s);
             badge->setAlignment(Qt::AlignCenter);
             badge->setContentsMargins(6, 2, 6, 2);
-            badge->setProperty("badgeRole", version.supported ? u"supported"_s : u"unsupported"_s);
+            setStyleRole(badge, "badgeRole", version.supported ? u"supported"_s : u"unsupported"_s);
             grid->addWidget(badge, row.key(), cell.key());
         }
     }

@@ -1,6 +1,8 @@
 #include "options/optionspanel.h"
 
+#include "common/dialogs.h"
 #include "common/dropoverlay.h"
+#include "common/styleroles.h"
 #include "conversion/converterinfo.h"
 
 #include <QButtonGroup>
@@ -31,9 +33,9 @@ const QString completeId = u"complete"_s;
 
 } // namespace
 
-OptionsPanel::OptionsPanel(QWidget *parent)
+OptionsPanel::OptionsPanel(Dialogs *dialogs, QWidget *parent)
     : QWidget(parent)
-    , fileDialogs(FileDialogs::native())
+    , dialogs(dialogs)
 {
     auto *outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -162,7 +164,7 @@ void OptionsPanel::buildModes(const ConverterInfo &info, QWidget *parent)
 
     auto *note = new QLabel(modeGroupBox);
     note->setObjectName(u"optionsNoteLabel"_s);
-    note->setProperty("textRole", u"secondary"_s);
+    setStyleRole(note, "textRole", u"secondary"_s);
     note->setAlignment(Qt::AlignLeft);
     if (isRevit)
         note->setText(tr("Description of options in ReadMe") + u'\n' + tr("Category descriptions in") +
@@ -259,7 +261,7 @@ void OptionsPanel::onModeClicked()
 void OptionsPanel::onBrowseCategoryFile()
 {
     const QString path =
-        fileDialogs.openFileName(this, tr("Select .txt File"), customEdit->text(), tr("Text Files (*.txt)"));
+        dialogs->openFileName(this, tr("Select .txt File"), customEdit->text(), tr("Text Files (*.txt)"));
     if (!path.isEmpty())
         customEdit->setText(path);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/filedialogs.h"
+class Dialogs;
 
 #include <QMap>
 #include <QString>
@@ -24,7 +24,7 @@ class OptionsPanel final : public QWidget
     Q_DISABLE_COPY_MOVE(OptionsPanel)
 
 public:
-    explicit OptionsPanel(QWidget *parent = nullptr);
+    explicit OptionsPanel(Dialogs *dialogs, QWidget *parent = nullptr);
 
     void setConverter(const ConverterInfo &info);
 
@@ -38,8 +38,6 @@ public:
     bool exportSchedules() const;
     bool exportSheetsToPdf() const;
     bool useExactOutputPath() const;
-
-    void setFileDialogs(FileDialogs dialogs) { fileDialogs = std::move(dialogs); }
 
     // The radio text of a mode; also what the run's confirmation calls the mode.
     static QString modeLabel(const QString &modeId, const QString &converterId);
@@ -61,7 +59,7 @@ private:
     void onModeClicked();
     void onBrowseCategoryFile();
 
-    FileDialogs fileDialogs;
+    Dialogs *dialogs;
     QWidget *content = nullptr;
     bool isRevit = false;
     QGroupBox *modeGroupBox = nullptr;

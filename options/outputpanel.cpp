@@ -1,5 +1,6 @@
 #include "options/outputpanel.h"
 
+#include "common/dialogs.h"
 #include "common/dropoverlay.h"
 #include "common/settingskeys.h"
 
@@ -21,10 +22,10 @@
 
 using namespace Qt::StringLiterals;
 
-OutputPanel::OutputPanel(QSettings *settings, QWidget *parent)
+OutputPanel::OutputPanel(QSettings *settings, Dialogs *dialogs, QWidget *parent)
     : QWidget(parent)
     , settings(settings)
-    , fileDialogs(FileDialogs::native())
+    , dialogs(dialogs)
 {
     setAcceptDrops(true);
 
@@ -93,7 +94,7 @@ void OutputPanel::onBrowseFolder()
     const QString start =
         settings ? settings->value(SettingsKeys::defaultOutputDir(), QDir::currentPath()).toString()
                  : QDir::currentPath();
-    const QString answer = fileDialogs.existingDirectory(this, tr("Select Folder"), start);
+    const QString answer = dialogs->existingDirectory(this, tr("Select Folder"), start);
     if (answer.isEmpty())
         return;
     const QString folder = QDir(answer).absolutePath();

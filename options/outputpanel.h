@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/filedialogs.h"
+class Dialogs;
 
 #include <QString>
 #include <QWidget>
@@ -20,15 +20,13 @@ class OutputPanel final : public QWidget
     Q_DISABLE_COPY_MOVE(OutputPanel)
 
 public:
-    explicit OutputPanel(QSettings *settings, QWidget *parent = nullptr);
+    OutputPanel(QSettings *settings, Dialogs *dialogs, QWidget *parent = nullptr);
 
     // Empty while "Same as project folder" is checked: results then go beside each input file.
     QString outputDir() const;
     void setOutputDir(const QString &dir);
     bool isSameAsProject() const;
     bool openFolderAfterConversion() const;
-
-    void setFileDialogs(FileDialogs dialogs) { fileDialogs = std::move(dialogs); }
 
     // The first local folder among the URLs, or an empty string.
     static QString firstLocalFolder(const QList<QUrl> &urls);
@@ -47,7 +45,7 @@ protected:
 
 private:
     QSettings *settings;
-    FileDialogs fileDialogs;
+    Dialogs *dialogs;
     QLineEdit *outputEdit;
     QPushButton *browseButton;
     QCheckBox *sameAsProjectCheck;

@@ -1,8 +1,9 @@
 #include "progress/batchpanel.h"
 
+#include "common/dialogs.h"
 #include "common/formatting.h"
+#include "common/styleroles.h"
 #include "progress/batchtable.h"
-#include "common/showinfolder.h"
 
 #include <QClipboard>
 #include <QDir>
@@ -32,15 +33,15 @@ QLabel *secondaryLabel(const QString &text, const QString &objectName, QWidget *
 {
     auto *label = new QLabel(text, parent);
     label->setObjectName(objectName);
-    label->setProperty("textRole", u"secondary"_s);
+    setStyleRole(label, "textRole", u"secondary"_s);
     return label;
 }
 
 } // namespace
 
-BatchPanel::BatchPanel(QWidget *parent)
+BatchPanel::BatchPanel(Dialogs *dialogs, QWidget *parent)
     : QWidget(parent)
-    , openFolder(showFileInFolder)
+    , dialogs(dialogs)
 {
     setObjectName(u"batchPanel"_s);
 
@@ -165,11 +166,6 @@ int BatchPanel::fileIndexOfRow(int row) const
     bool ok = false;
     const int index = item->data(Qt::UserRole).toInt(&ok);
     return ok ? index : -1;
-}
-
-void BatchPanel::setFolderOpener(FolderOpener opener)
-{
-    openFolder = std::move(opener);
 }
 
 QString BatchPanel::summaryText(int fileCount, int disabledCount, qint64 enabledBytes)
@@ -541,8 +537,8 @@ void BatchPanel::clearFiles()
 
 void BatchPanel::openContainingFolder(int fileIndex)
 {
-    if (inRange(fileIndex) && openFolder)
-        openFolder(files.at(fileIndex).absoluteFilePath());
+    if (inRange(fileIndex))
+        dialogs->showInFolder(files.at(fileIndex).absoluteFilePath());
 }
 
 void BatchPanel::copyPath(int fileIndex)

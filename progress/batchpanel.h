@@ -13,6 +13,7 @@
 
 #include <functional>
 
+class Dialogs;
 class QLabel;
 class QMenu;
 class QPushButton;
@@ -30,7 +31,7 @@ class BatchPanel final : public QWidget
 public:
     enum Column { NameColumn = 0, FolderColumn = 1, SizeColumn = 2, StatusColumn = 3, DurationColumn = 4 };
 
-    explicit BatchPanel(QWidget *parent = nullptr);
+    explicit BatchPanel(Dialogs *dialogs, QWidget *parent = nullptr);
 
     // The files that would be converted: every file not disabled, in file order.
     QFileInfoList activeFiles() const;
@@ -56,10 +57,6 @@ public:
     void copyPath(int fileIndex);
     // The context menu of a file as its state allows; the caller owns it.
     QMenu *createContextMenu(int fileIndex, QWidget *parent);
-
-    // How a file is shown in its folder; the platform's file manager unless replaced.
-    using FolderOpener = std::function<void(const QString &absolutePath)>;
-    void setFolderOpener(FolderOpener opener);
 
     static QString summaryText(int fileCount, int disabledCount, qint64 enabledBytes);
 
@@ -120,5 +117,5 @@ private:
     bool allowRemove = false;
     QElapsedTimer batchClock;
     QTimer clockTimer;
-    FolderOpener openFolder;
+    Dialogs *dialogs;
 };

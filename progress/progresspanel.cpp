@@ -1,19 +1,19 @@
 #include "progress/progresspanel.h"
 
+#include "common/dialogs.h"
 #include "common/statuscolours.h"
+#include "common/styleroles.h"
 
 #include <QByteArrayMatcher>
 #include <QColor>
 #include <QEvent>
 #include <QFile>
-#include <QFileDialog>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
@@ -109,8 +109,9 @@ QToolButton *makeIconButton(const QString &icon, const QString &toolTip, const Q
 
 } // namespace
 
-ProgressPanel::ProgressPanel(QWidget *parent)
+ProgressPanel::ProgressPanel(Dialogs *dialogs, QWidget *parent)
     : QWidget(parent)
+    , dialogs(dialogs)
 {
     setObjectName(u"progressPanel"_s);
 
@@ -126,7 +127,7 @@ ProgressPanel::ProgressPanel(QWidget *parent)
     matchLabel = new QLabel(searchBar);
     matchLabel->setObjectName(u"logMatchCountLabel"_s);
     matchLabel->setFixedWidth(70);
-    matchLabel->setProperty("textRole", u"secondary"_s);
+    setStyleRole(matchLabel, "textRole", u"secondary"_s);
     previousButton = makeIconButton(u":/res/style/icons/chevron-up.png"_s, tr("Previous match"),
                                     u"logPreviousMatchButton"_s, searchBar);
     nextButton = makeIconButton(u":/res/style/icons/chevron-down.png"_s, tr("Next match"),
@@ -181,14 +182,6 @@ ProgressPanel::ProgressPanel(QWidget *parent)
     layout->addWidget(log, 1);
     layout->addLayout(toolRow);
 
-    chooseSaveFileName = [](QWidget *dialogParent) {
-        return QFileDialog::getSaveFileName(dialogParent, tr("Save Log"), QString(),
-                                            tr("Text Files (*.txt);;All Files (*)"));
-    };
-    reportSaveFailure = [](QWidget *boxParent, const QString &title, const QString &text) {
-        QMessageBox::warning(boxParent, title, text, QMessageBox::Ok);
-    };
-
     connect(searchEdit, &QLineEdit::textChanged, this, &ProgressPanel::highlightAllMatches);
     connect(searchEdit, &QLineEdit::returnPressed, this, &ProgressPanel::findNext);
     searchEdit->installEventFilter(new SearchKeyFilter(
@@ -203,16 +196,6 @@ ProgressPanel::ProgressPanel(QWidget *parent)
             &ProgressPanel::refreshVisibleHighlights);
     connect(log->verticalScrollBar(), &QScrollBar::rangeChanged, this,
             &ProgressPanel::refreshVisibleHighlights);
-}
-
-void ProgressPanel::setSaveFileNameChooser(SaveFileNameChooser chooser)
-{
-    chooseSaveFileName = std::move(chooser);
-}
-
-void ProgressPanel::setSaveFailureReporter(SaveFailureReporter reporter)
-{
-    reportSaveFailure = std::move(reporter);
 }
 
 QString ProgressPanel::plainText() const
@@ -469,13 +452,14 @@ void ProgressPanel::refreshVisibleHighlights()
 
 void ProgressPanel::saveLogToFile()
 {
-    const QString path = chooseSaveFileName ? chooseSaveFileName(this) : QString();
+    const QString path =
+        dialogs->saveFileName(this, tr("Save Log"), QString(), tr("Text Files (*.txt);;All Files (*)"));
     if (path.isEmpty())
         return;
     QFile file(path);
     const auto fail = [&] {
-        reportSaveFailure(this, tr("Save Failed"),
-                          tr("Could not write to file:\n%1\n\n%2").arg(path, file.errorString()));
+        dialogs->showWarning(this, tr("Save Failed"),
+                             tr("Could not write to file:\n%1\n\n%2").arg(path, file.errorString()));
     };
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
         fail();

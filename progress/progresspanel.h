@@ -10,6 +10,7 @@
 
 #include <functional>
 
+class Dialogs;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -24,14 +25,7 @@ class ProgressPanel final : public QWidget
     Q_DISABLE_COPY_MOVE(ProgressPanel)
 
 public:
-    explicit ProgressPanel(QWidget *parent = nullptr);
-
-    // Seams for the two dialogs of saving, so the save path can run without a person.
-    using SaveFileNameChooser = std::function<QString(QWidget *parent)>;
-    using SaveFailureReporter =
-        std::function<void(QWidget *parent, const QString &title, const QString &text)>;
-    void setSaveFileNameChooser(SaveFileNameChooser chooser);
-    void setSaveFailureReporter(SaveFailureReporter reporter);
+    explicit ProgressPanel(Dialogs *dialogs, QWidget *parent = nullptr);
 
     // The match count over the whole log for the current search text.
     int matchCount() const { return matches; }
@@ -91,6 +85,5 @@ private:
     QList<QByteArray> searchText;
     QHash<int, QTextCharFormat> formats;
     QList<AnsiRun> runScratch;
-    SaveFileNameChooser chooseSaveFileName;
-    SaveFailureReporter reportSaveFailure;
+    Dialogs *dialogs;
 };
