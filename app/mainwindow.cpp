@@ -3,6 +3,7 @@
 #include "app/settingsdialog.h"
 #include "app/theme.h"
 #include "common/dialogs.h"
+#include "common/pathselection.h"
 #include "common/settingskeys.h"
 #include "common/sharppixmap.h"
 #include "common/styleroles.h"
@@ -233,10 +234,19 @@ QLayout *MainWindow::buildRightColumn()
     filesLayout->setContentsMargins(0, 0, 0, 0);
     batchPanel = new BatchPanel(dialogs, filesPage);
     filesLayout->addWidget(batchPanel, 1);
-    retryButton = new QPushButton(icon(u"refresh-cw"_s), tr("Retry Failed"), filesPage);
+    // One action for the button below the table and the table's context menu; the button
+    // shows only while the action can run.
+    retryAction = new QAction(icon(u"refresh-cw"_s), tr("Retry Failed"), this);
+    retryAction->setObjectName(u"retryFailedAction"_s);
+    retryAction->setToolTip(tr("Convert the failed, stopped and canceled files again"));
+    retryAction->setEnabled(false);
+    batchPanel->addContextMenuAction(retryAction);
+    auto *retryButton = new QPushButton(retryAction->icon(), retryAction->text(), filesPage);
     retryButton->setObjectName(u"retryFailedButton"_s);
-    retryButton->setToolTip(tr("Convert the failed, stopped and canceled files again"));
+    retryButton->setToolTip(retryAction->toolTip());
     retryButton->hide();
+    connect(retryButton, &QPushButton::clicked, retryAction, &QAction::trigger);
+    connect(retryAction, &QAction::enabledChanged, retryButton, &QWidget::setVisible);
     auto *retryRow = new QHBoxLayout;
     retryRow->addStretch();
     retryRow->addWidget(retryButton);
@@ -342,9 +352,6 @@ void MainWindow::buildMenus()
 
     recentFiles = new RecentFiles(recentFilesMenu, converter.id, settings, this);
 
-    retryAction = new QAction(icon(u"refresh-cw"_s), tr("Retry Failed"), this);
-    retryAction->setObjectName(u"retryFailedAction"_s);
-    retryAction->setToolTip(tr("Convert the failed, stopped and canceled files again"));
     connect(retryAction, &QAction::triggered, this, &MainWindow::onRetryFailed);
 }
 
@@ -415,15 +422,10 @@ void MainWindow::connectSignals()
             onStartRequested();
     });
     connect(openOutputFolderButton, &QPushButton::clicked, this, &MainWindow::openOutputFolder);
-    connect(retryButton, &QPushButton::clicked, this, &MainWindow::onRetryFailed);
     connect(refreshTimer, &QTimer::timeout, this, &MainWindow::refreshProgressTexts);
     connect(stopFollowUpTimer, &QTimer::timeout, this, &MainWindow::onStopFollowUp);
     connect(tabWidget, &QTabWidget::currentChanged, this, &MainWindow::onTabChanged);
     connect(recentFiles, &RecentFiles::fileSelected, this, &MainWindow::onRecentFileSelected);
-
-    // The batch table's own menu gains "Retry Failed"; its viewport's context-menu event
-    // is taken here before the table turns it into its own menu.
-    batchPanel->table()->viewport()->installEventFilter(this);
 }
 
 void MainWindow::buildShortcuts()
@@ -490,20 +492,11 @@ QMessageBox::StandardButton MainWindow::ask(const QString &text, QMessageBox::St
     return dialogs->ask(this, text, buttons, defaultButton);
 }
 
-InputMode MainWindow::inputMode() const
-{
-    if (inputPanel->isFolderMode())
-        return InputMode::Folder;
-    if (inputPanel->isMultipleMode())
-        return InputMode::MultipleFiles;
-    return InputMode::SingleFile;
-}
-
 void MainWindow::openPaths(const QStringList &paths)
 {
     if (paths.isEmpty())
         return;
-    const RunFlow::PathSelection selection = RunFlow::selectPaths(paths, converter.extensions);
+    const PathSelection selection = selectPaths(paths, converter.extensions);
     if (!selection.folder.isEmpty()) {
         inputPanel->setFolderPath(selection.folder);
         inputPanel->setFolderMode();
@@ -587,8 +580,7 @@ void MainWindow::onStartRequested()
 
     const QFileInfoList active = batchPanel->activeFiles();
     if (active.isEmpty()) {
-        showError(RunFlow::missingInputMessage(inputMode(), inputPanel->filePath(), inputPanel->folderPath(),
-                                               inputPanel->selectedFiles().size()));
+        showError(RunFlow::missingInputMessage(inputPanel->selection()));
         return;
     }
 
@@ -601,8 +593,7 @@ void MainWindow::onStartRequested()
     }
 
     saveRememberedState();
-    recentFiles->add(
-        RunFlow::recentEntry(inputMode(), inputPanel->filePath(), inputPanel->folderPath(), active));
+    recentFiles->add(RunFlow::recentEntry(inputPanel->selection(), active));
 
     tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(0));
     openOutputFolderButton->hide();
@@ -625,7 +616,7 @@ void MainWindow::onRetryFailed()
     tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(0));
     openOutputFolderButton->hide();
     batchPanel->resetFailedForRetry();
-    const QFileInfoList files = batchFiles({FileStatus::Pending});
+    const QFileInfoList files = batchPanel->filesWithStatus({FileStatus::Pending});
     batchPanel->prepareForRetry();
     if (files.isEmpty()) {
         batchPanel->onConversionFinished();
@@ -699,6 +690,8 @@ void MainWindow::setRunningState(bool runningNow)
         setStyleRole(startButton, "buttonRole", u"start"_s);
     }
 
+    progressPanel->setEscapeClosesSearch(!running);
+
     const QString toolTip = running ? tr("Disabled while conversion is running") : QString();
     for (QWidget *panel :
          {static_cast<QWidget *>(inputPanel), static_cast<QWidget *>(outputPanel),
@@ -757,11 +750,11 @@ void MainWindow::onFileFinished(int, int exitCode, const QString &filePath)
     currentStage.clear();
     const QString name = QFileInfo(filePath).fileName();
     // The converter's last lines are still buffered; they belong above our verdict.
-    if (exitCode > 0 || exitCode == skippedExitCode)
+    if (exitCode > 0 || exitCode == ExitMarker::Skipped)
         controller->onLogFlush();
     if (exitCode > 0)
         progressPanel->appendLog(RunFlow::fileErrorLine(name, exitCode));
-    else if (exitCode == skippedExitCode)
+    else if (exitCode == ExitMarker::Skipped)
         progressPanel->appendLog(RunFlow::skippedLine(name));
 }
 
@@ -853,17 +846,15 @@ void MainWindow::onStopFollowUp()
 
 void MainWindow::openOutputFolder()
 {
-    const QString folder = RunFlow::outputFolderToOpen(outputPanel->isSameAsProject(), inputMode(),
-                                                       inputPanel->filePath(), inputPanel->folderPath(),
-                                                       inputPanel->selectedFiles(), outputPanel->outputDir());
+    const QString folder = RunFlow::outputFolderToOpen(outputPanel->isSameAsProject(),
+                                                       inputPanel->selection(), outputPanel->outputDir());
     if (!folder.isEmpty())
         dialogs->openUrl(QUrl::fromLocalFile(folder));
 }
 
 void MainWindow::saveRememberedState()
 {
-    const QString inputDir = RunFlow::rememberedInputDir(
-        inputMode(), inputPanel->filePath(), inputPanel->folderPath(), inputPanel->selectedFiles());
+    const QString inputDir = RunFlow::rememberedInputDir(inputPanel->selection());
     if (!inputDir.isEmpty())
         settings->setValue(SettingsKeys::lastInputDir(converter.id), inputDir);
     const QString outputDir = outputPanel->outputDir();
@@ -901,62 +892,14 @@ void MainWindow::onTabChanged()
     updateTabPulse();
 }
 
-QFileInfoList MainWindow::batchFiles(std::initializer_list<FileStatus> statuses) const
-{
-    // activeFiles() lists the enabled files in file order, so it walks in step with the indexes.
-    const QFileInfoList active = batchPanel->activeFiles();
-    QFileInfoList files;
-    qsizetype activeIndex = 0;
-    for (int i = 0; i < batchPanel->fileCount() && activeIndex < active.size(); ++i) {
-        if (batchPanel->isDisabled(i))
-            continue;
-        if (std::find(statuses.begin(), statuses.end(), batchPanel->statusOf(i)) != statuses.end())
-            files.append(active.at(activeIndex));
-        ++activeIndex;
-    }
-    return files;
-}
-
 QFileInfoList MainWindow::retryableFiles() const
 {
-    return batchFiles({FileStatus::Failed, FileStatus::Stopped, FileStatus::Canceled});
+    return batchPanel->filesWithStatus({FileStatus::Failed, FileStatus::Stopped, FileStatus::Canceled});
 }
 
 void MainWindow::updateRetryAction()
 {
-    const bool available = !running && !retryableFiles().isEmpty();
-    retryAction->setEnabled(available);
-    if (retryButton)
-        retryButton->setVisible(available);
-}
-
-bool MainWindow::eventFilter(QObject *watched, QEvent *event)
-{
-    if (event->type() == QEvent::ContextMenu && watched == batchPanel->table()->viewport()) {
-        showBatchContextMenu(static_cast<QContextMenuEvent *>(event)->pos());
-        return true;
-    }
-    return QMainWindow::eventFilter(watched, event);
-}
-
-void MainWindow::showBatchContextMenu(const QPoint &viewportPos)
-{
-    QTableWidget *table = batchPanel->table();
-    const QTableWidgetItem *item = table->itemAt(viewportPos);
-    if (!item)
-        return;
-    const QTableWidgetItem *nameItem = table->item(item->row(), BatchPanel::NameColumn);
-    if (!nameItem)
-        return;
-    QMenu *menu = batchPanel->createContextMenu(nameItem->data(Qt::UserRole).toInt(), this);
-    if (!menu)
-        return;
-    if (retryAction->isEnabled()) {
-        menu->addSeparator();
-        menu->addAction(retryAction);
-    }
-    menu->exec(table->viewport()->mapToGlobal(viewportPos));
-    delete menu;
+    retryAction->setEnabled(!running && !retryableFiles().isEmpty());
 }
 
 void MainWindow::openPreferences()

@@ -13,7 +13,6 @@
 #include <QUrl>
 
 #include <functional>
-#include <initializer_list>
 
 class BannerWidget;
 class Dialogs;
@@ -82,7 +81,6 @@ public Q_SLOTS:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     QWidget *buildHeader();
@@ -96,7 +94,6 @@ private:
     void restoreRememberedFolders();
     void restoreWindowGeometry();
 
-    InputMode inputMode() const;
     void onInputChanged();
     void onScanComplete(const QFileInfoList &files);
     void onActiveFilesChanged();
@@ -118,11 +115,8 @@ private:
     void updateTabPulse();
     void onTabChanged();
     void onStopFollowUp();
-    // The batch table's enabled files whose status is one of statuses, in file order.
-    QFileInfoList batchFiles(std::initializer_list<FileStatus> statuses) const;
     QFileInfoList retryableFiles() const;
     void updateRetryAction();
-    void showBatchContextMenu(const QPoint &viewportPos);
     void openPreferences();
     void applyTheme();
 
@@ -163,7 +157,6 @@ private:
     QString fontFamily;
     InputScanner *scanner = nullptr;
     QPushButton *openOutputFolderButton = nullptr;
-    QPushButton *retryButton = nullptr;
     QAction *retryAction = nullptr;
     QAction *openFileAction = nullptr;
     QAction *openFolderAction = nullptr;

@@ -35,14 +35,13 @@ QString RunFlow::missingOutputMessage()
     return tr("Please, enter the output directory.");
 }
 
-QString RunFlow::missingInputMessage(InputMode mode, const QString &filePath, const QString &folderPath,
-                                     qsizetype selectedFileCount)
+QString RunFlow::missingInputMessage(const InputSelection &input)
 {
-    if (mode == InputMode::SingleFile && filePath.isEmpty())
+    if (input.mode == InputMode::SingleFile && input.filePath.isEmpty())
         return tr("Please, select the project file.");
-    if (mode == InputMode::Folder && folderPath.isEmpty())
+    if (input.mode == InputMode::Folder && input.folderPath.isEmpty())
         return tr("Please, enter the input directory.");
-    if (mode == InputMode::MultipleFiles && selectedFileCount == 0)
+    if (input.mode == InputMode::MultipleFiles && input.files.isEmpty())
         return tr("Please, select files to convert.");
     return tr("No active files to convert.");
 }
@@ -146,59 +145,39 @@ QRect RunFlow::defaultGeometry(const QRect &available)
     return {topLeft, QSize(width, height)};
 }
 
-RunFlow::PathSelection RunFlow::selectPaths(const QStringList &paths, const QStringList &extensions)
+QString RunFlow::rememberedInputDir(const InputSelection &input)
 {
-    PathSelection selection;
-    for (const QString &path : paths) {
-        const QFileInfo info(path);
-        if (!info.exists())
-            continue;
-        if (info.isDir()) {
-            if (selection.folder.isEmpty())
-                selection.folder = info.absoluteFilePath();
-        } else if (extensions.contains(info.suffix().toLower())) {
-            selection.files.append(QFileInfo(info.absoluteFilePath()));
-        }
-    }
-    return selection;
-}
-
-QString RunFlow::rememberedInputDir(InputMode mode, const QString &filePath, const QString &folderPath,
-                                    const QFileInfoList &listedFiles)
-{
-    switch (mode) {
+    switch (input.mode) {
     case InputMode::SingleFile:
-        return !filePath.isEmpty() && QFileInfo::exists(filePath) ? folderOf(filePath) : QString();
+        return !input.filePath.isEmpty() && QFileInfo::exists(input.filePath) ? folderOf(input.filePath)
+                                                                              : QString();
     case InputMode::MultipleFiles:
-        return listedFiles.isEmpty() ? QString() : listedFiles.constFirst().absolutePath();
-    case InputMode::Folder: return folderPath;
+        return input.files.isEmpty() ? QString() : input.files.constFirst().absolutePath();
+    case InputMode::Folder: return input.folderPath;
     }
     return {};
 }
 
-QString RunFlow::recentEntry(InputMode mode, const QString &filePath, const QString &folderPath,
-                             const QFileInfoList &activeFiles)
+QString RunFlow::recentEntry(const InputSelection &input, const QFileInfoList &activeFiles)
 {
-    switch (mode) {
-    case InputMode::SingleFile: return filePath;
-    case InputMode::Folder: return folderPath;
+    switch (input.mode) {
+    case InputMode::SingleFile: return input.filePath;
+    case InputMode::Folder: return input.folderPath;
     case InputMode::MultipleFiles:
         return activeFiles.isEmpty() ? QString() : activeFiles.constFirst().absolutePath();
     }
     return {};
 }
 
-QString RunFlow::outputFolderToOpen(bool sameAsProject, InputMode mode, const QString &filePath,
-                                    const QString &folderPath, const QFileInfoList &listedFiles,
-                                    const QString &outputDir)
+QString RunFlow::outputFolderToOpen(bool sameAsProject, const InputSelection &input, const QString &outputDir)
 {
     if (!sameAsProject)
         return outputDir;
-    switch (mode) {
-    case InputMode::SingleFile: return filePath.isEmpty() ? QString() : folderOf(filePath);
+    switch (input.mode) {
+    case InputMode::SingleFile: return input.filePath.isEmpty() ? QString() : folderOf(input.filePath);
     case InputMode::MultipleFiles:
-        return listedFiles.isEmpty() ? QString() : listedFiles.constFirst().absolutePath();
-    case InputMode::Folder: return folderPath;
+        return input.files.isEmpty() ? QString() : input.files.constFirst().absolutePath();
+    case InputMode::Folder: return input.folderPath;
     }
     return {};
 }

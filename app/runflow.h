@@ -1,14 +1,13 @@
 #pragma once
 
+#include "input/inputselection.h"
+
 #include <QCoreApplication>
 #include <QFileInfoList>
 #include <QRect>
 #include <QString>
 #include <QStringList>
 #include <QSystemTrayIcon>
-
-// Which of the input panel's three ways of choosing input is active.
-enum class InputMode { SingleFile, Folder, MultipleFiles };
 
 // The main window's decisions and texts around a run, kept free of widgets so that each can
 // be checked on its own. The texts belong to the main window's translation context.
@@ -36,21 +35,13 @@ public:
         QSystemTrayIcon::MessageIcon icon = QSystemTrayIcon::Information;
     };
 
-    // Paths named at start-up, sorted into the first folder and the accepted files.
-    struct PathSelection
-    {
-        QString folder;
-        QFileInfoList files;
-    };
-
     static constexpr int refreshIntervalMs = 1000;
     static constexpr int stopFollowUpMs = 5000;
     static constexpr int progressNameLength = 40;
 
     static QString missingOutputMessage();
     // Why a start with no active file cannot go on, by input mode and what was chosen.
-    static QString missingInputMessage(InputMode mode, const QString &filePath, const QString &folderPath,
-                                       qsizetype selectedFileCount);
+    static QString missingInputMessage(const InputSelection &input);
     static QString confirmationText(const QFileInfoList &files, const QString &modeLabel);
 
     static Summary summary(int successCount, int failCount, int skipCount);
@@ -72,16 +63,12 @@ public:
 
     // Size and place of a window without stored geometry, centred on the available area.
     static QRect defaultGeometry(const QRect &available);
-    static PathSelection selectPaths(const QStringList &paths, const QStringList &extensions);
 
     // The input folder worth remembering for next time; empty leaves the stored one alone.
-    static QString rememberedInputDir(InputMode mode, const QString &filePath, const QString &folderPath,
-                                      const QFileInfoList &listedFiles);
+    static QString rememberedInputDir(const InputSelection &input);
     // What a confirmed run adds to the recent files.
-    static QString recentEntry(InputMode mode, const QString &filePath, const QString &folderPath,
-                               const QFileInfoList &activeFiles);
+    static QString recentEntry(const InputSelection &input, const QFileInfoList &activeFiles);
     // The folder "Open Output Folder" shows.
-    static QString outputFolderToOpen(bool sameAsProject, InputMode mode, const QString &filePath,
-                                      const QString &folderPath, const QFileInfoList &listedFiles,
+    static QString outputFolderToOpen(bool sameAsProject, const InputSelection &input,
                                       const QString &outputDir);
 };

@@ -2,10 +2,14 @@
 
 #include "common/sharppixmap.h"
 
+#include <QDragEnterEvent>
 #include <QLabel>
+#include <QMimeData>
 #include <QPainter>
 #include <QPixmap>
 #include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
 
 DropOverlay::DropOverlay(QWidget *host)
     : QWidget(host)
@@ -38,6 +42,33 @@ DropOverlay::DropOverlay(QWidget *host)
     layout->addStretch(1);
 
     hide();
+    host->installEventFilter(this);
+}
+
+PathSelection DropOverlay::dropped(const QMimeData *data, const QStringList &extensions)
+{
+    return data->hasUrls() ? selectPaths(localPaths(data->urls()), extensions) : PathSelection();
+}
+
+void DropOverlay::offer(QDragEnterEvent *event, const PathSelection &selection)
+{
+    QWidget *host = parentWidget();
+    if (!selection.folder.isEmpty()) {
+        event->acceptProposedAction();
+        showOver(host->rect(), tr("Drop folder here"), u":/res/style/icons/folder-up.png"_s);
+    } else if (!selection.files.isEmpty()) {
+        event->acceptProposedAction();
+        showOver(host->rect(), tr("Drop file(s) here"), u":/res/style/icons/file-up.png"_s);
+    } else {
+        event->ignore();
+    }
+}
+
+bool DropOverlay::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == parent() && (event->type() == QEvent::DragLeave || event->type() == QEvent::Drop))
+        hide();
+    return QWidget::eventFilter(watched, event);
 }
 
 void DropOverlay::showOver(const QRect &area, const QString &text, const QString &pixmapPath)

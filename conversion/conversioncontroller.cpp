@@ -57,11 +57,6 @@ void ConversionController::setConverter(const ConverterInfo &info)
     converter = info;
 }
 
-qint64 ConversionController::elapsedMs() const
-{
-    return runTimer.isValid() ? runTimer.elapsed() : 0;
-}
-
 QString ConversionController::resolveExecutable(const ConverterInfo &info)
 {
     const QDir appDir(QCoreApplication::applicationDirPath());
@@ -95,7 +90,6 @@ void ConversionController::start(const QStringList &files, const ConversionOptio
         queue.append(std::move(entry));
     }
 
-    runTimer.start();
     lastFlush.start();
     flushTimer.start();
     startNextFile();
@@ -414,7 +408,7 @@ void ConversionController::skipCurrent()
     killProcess();
     ++skipCount;
     Q_EMIT progressUpdated(currentIndex * 100 / totalFiles, 100);
-    Q_EMIT fileFinished(currentIndex, skippedExitCode, currentFile);
+    Q_EMIT fileFinished(currentIndex, ExitMarker::Skipped, currentFile);
     skipping = false;
     if (isCurrent(serial))
         startNextFile();

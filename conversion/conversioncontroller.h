@@ -25,7 +25,6 @@ public:
     ~ConversionController() override;
 
     void setConverter(const ConverterInfo &info);
-    const ConverterInfo &converterInfo() const { return converter; }
 
     void start(const QStringList &files, const ConversionOptions &options, const QString &outputDir);
     void stop();
@@ -35,9 +34,6 @@ public:
     // still queued, otherwise added at the front (and counted in totalFiles). Idle: nothing.
     void convertNext(const QString &filePath);
     bool isRunning() const { return running; }
-
-    // Milliseconds since the current (or last) run started.
-    qint64 elapsedMs() const;
 
     // The converter executable: kavantolibs/ beside the program, else beside the program.
     static QString resolveExecutable(const ConverterInfo &info);
@@ -93,7 +89,6 @@ private:
     QTimer flushTimer;
     // Output lines not yet emitted, already joined by line feeds.
     QString logBuffer;
-    QElapsedTimer runTimer;
     ConversionOptions runOptions;
     // Bytes of a line whose end has not arrived yet.
     QByteArray pendingOutput;

@@ -178,11 +178,6 @@ ConverterInfo makeRvt2IfcConverterInfo(bool communityEdition)
     return info;
 }
 
-QStringList converterIds()
-{
-    return {u"revit"_s, u"ifc"_s, u"dwg"_s, u"dgn"_s, u"rvt2ifc"_s};
-}
-
 ConverterInfo makeConverterInfo(const QString &id, bool communityEdition)
 {
     if (id == u"revit")

@@ -63,8 +63,6 @@ ConverterInfo makeDwgConverterInfo(bool communityEdition);
 ConverterInfo makeDgnConverterInfo(bool communityEdition);
 ConverterInfo makeRvt2IfcConverterInfo(bool communityEdition);
 
-// The catalogue's ids in catalogue order, and a lookup by id (an empty record for an unknown id).
-QStringList converterIds();
 ConverterInfo makeConverterInfo(const QString &id, bool communityEdition);
 
 QList<ConverterLink> commonConverterLinks();

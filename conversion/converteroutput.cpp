@@ -111,3 +111,12 @@ QString exitCodeMessage(int exitCode)
     }
     return QCoreApplication::translate("ConverterOutput", text);
 }
+
+LineKind classifyLine(QStringView line)
+{
+    if (line.contains(u"[ERROR]", Qt::CaseInsensitive))
+        return LineKind::Error;
+    if (line.contains(u"[WARNING]", Qt::CaseInsensitive) || line.contains(u"[WARN]", Qt::CaseInsensitive))
+        return LineKind::Warning;
+    return LineKind::Plain;
+}

@@ -204,6 +204,19 @@ bool InputPanel::includeSubfolders() const
     return includeSubfoldersCheck->isChecked();
 }
 
+InputSelection InputPanel::selection() const
+{
+    InputSelection current;
+    current.mode = isFolderMode()     ? InputMode::Folder
+                   : isMultipleMode() ? InputMode::MultipleFiles
+                                      : InputMode::SingleFile;
+    current.filePath = filePath();
+    current.folderPath = folderPath();
+    current.includeSubfolders = includeSubfolders();
+    current.files = selectedFileList;
+    return current;
+}
+
 void InputPanel::setSingleFileMode()
 {
     singleFileRadio->setChecked(true);
@@ -329,59 +342,14 @@ void InputPanel::onBrowseFiles()
     Q_EMIT multipleFilesSelected(selectedFileList);
 }
 
-InputPanel::DroppedInput InputPanel::collectDrop(const QList<QUrl> &urls,
-                                                 const QStringList &acceptedExtensions)
-{
-    DroppedInput dropped;
-    for (const QUrl &url : urls) {
-        if (!url.isLocalFile())
-            continue;
-        const QString local = url.toLocalFile();
-        if (local.isEmpty())
-            continue;
-        const QFileInfo info(local);
-        if (info.isDir()) {
-            if (dropped.folder.isEmpty())
-                dropped.folder = QDir::cleanPath(info.absoluteFilePath());
-        } else if (acceptedExtensions.contains(info.suffix().toLower())) {
-            dropped.files.append(info);
-        }
-    }
-    return dropped;
-}
-
 void InputPanel::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (!event->mimeData()->hasUrls()) {
-        event->ignore();
-        return;
-    }
-    const DroppedInput dropped = collectDrop(event->mimeData()->urls(), acceptedExtensions);
-    if (!dropped.folder.isEmpty()) {
-        event->acceptProposedAction();
-        dropOverlay->showOver(rect(), tr("Drop folder here"), u":/res/style/icons/folder-up.png"_s);
-    } else if (!dropped.files.isEmpty()) {
-        event->acceptProposedAction();
-        dropOverlay->showOver(rect(), tr("Drop file(s) here"), u":/res/style/icons/file-up.png"_s);
-    } else {
-        event->ignore();
-    }
-}
-
-void InputPanel::dragLeaveEvent(QDragLeaveEvent *event)
-{
-    dropOverlay->hide();
-    QWidget::dragLeaveEvent(event);
+    dropOverlay->offer(event, DropOverlay::dropped(event->mimeData(), acceptedExtensions));
 }
 
 void InputPanel::dropEvent(QDropEvent *event)
 {
-    dropOverlay->hide();
-    if (!event->mimeData()->hasUrls()) {
-        event->ignore();
-        return;
-    }
-    const DroppedInput dropped = collectDrop(event->mimeData()->urls(), acceptedExtensions);
+    const PathSelection dropped = DropOverlay::dropped(event->mimeData(), acceptedExtensions);
     // Setting the text before checking the radio lets the mode switch announce the new
     // input once, instead of once for the old path and again for the new.
     if (!dropped.folder.isEmpty()) {

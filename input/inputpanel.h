@@ -1,12 +1,13 @@
 #pragma once
 
-class Dialogs;
+#include "input/inputselection.h"
 
 #include <QFileInfoList>
 #include <QString>
 #include <QStringList>
 #include <QWidget>
 
+class Dialogs;
 class DropOverlay;
 class QButtonGroup;
 class QCheckBox;
@@ -16,7 +17,6 @@ class QMenu;
 class QPushButton;
 class QRadioButton;
 class QSettings;
-class QUrl;
 struct ConverterInfo;
 
 // The "What do you want to convert?" group: one file, a folder, or a hand-picked set of
@@ -28,13 +28,6 @@ class InputPanel final : public QWidget
     Q_DISABLE_COPY_MOVE(InputPanel)
 
 public:
-    // What a drop of these URLs would give: a folder wins over files.
-    struct DroppedInput
-    {
-        QString folder;
-        QFileInfoList files;
-    };
-
     InputPanel(QSettings *settings, Dialogs *dialogs, QWidget *parent = nullptr);
 
     bool isSingleFileMode() const;
@@ -44,6 +37,8 @@ public:
     QString folderPath() const;
     bool includeSubfolders() const;
     QFileInfoList selectedFiles() const { return selectedFileList; }
+    // All of the above at once.
+    InputSelection selection() const;
 
     void setSingleFileMode();
     void setFolderMode();
@@ -54,8 +49,6 @@ public:
     void setConverter(const ConverterInfo &info);
     void setInfoText(const QString &text, Qt::TextFormat format);
     void setRecentFilesMenu(QMenu *menu);
-
-    static DroppedInput collectDrop(const QList<QUrl> &urls, const QStringList &acceptedExtensions);
 
 Q_SIGNALS:
     void inputChanged();
@@ -68,7 +61,6 @@ public Q_SLOTS:
 
 protected:
     void dragEnterEvent(QDragEnterEvent *event) override;
-    void dragLeaveEvent(QDragLeaveEvent *event) override;
     void dropEvent(QDropEvent *event) override;
 
 private:

@@ -1,5 +1,7 @@
 #include "options/exportformatspanel.h"
 
+#include "common/groupbox.h"
+
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -26,12 +28,7 @@ void ExportFormatsPanel::setConverter(const ConverterInfo &info)
 {
     converter = info;
     formatBoxes.clear();
-    delete group;
-
-    group = new QGroupBox(tr("Export file formats"), this);
-    group->setObjectName(u"exportFormatsGroup"_s);
-    auto *grid = new QGridLayout(group);
-    grid->setContentsMargins(10, 5, 10, 5);
+    QGridLayout *grid = replaceGroupBox(this, group, tr("Export file formats"), u"exportFormatsGroup"_s);
 
     // Placed by row and column: the map's key order says nothing about the layout.
     for (auto it = info.formats.cbegin(); it != info.formats.cend(); ++it) {
@@ -46,7 +43,6 @@ void ExportFormatsPanel::setConverter(const ConverterInfo &info)
         formatBoxes.insert(it.key(), box);
         grid->addWidget(box, format.row, format.column);
     }
-    layout()->addWidget(group);
 }
 
 bool ExportFormatsPanel::isUnchecked(const QString &key) const

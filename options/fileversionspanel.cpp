@@ -1,5 +1,6 @@
 #include "options/fileversionspanel.h"
 
+#include "common/groupbox.h"
 #include "common/styleroles.h"
 
 #include <QGridLayout>
@@ -32,11 +33,7 @@ void FileVersionsPanel::setConverter(const ConverterInfo &info)
         hide();
         return;
     }
-    delete group;
-    group = new QGroupBox(tr("Usable file formats"), this);
-    group->setObjectName(u"fileVersionsGroup"_s);
-    auto *grid = new QGridLayout(group);
-    grid->setContentsMargins(10, 5, 10, 5);
+    QGridLayout *grid = replaceGroupBox(this, group, tr("Usable file formats"), u"fileVersionsGroup"_s);
     grid->setHorizontalSpacing(6);
     grid->setVerticalSpacing(4);
 
@@ -55,6 +52,5 @@ void FileVersionsPanel::setConverter(const ConverterInfo &info)
             grid->addWidget(badge, row.key(), cell.key());
         }
     }
-    layout()->addWidget(group);
     show();
 }

@@ -119,39 +119,15 @@ void OutputPanel::onSameAsProjectToggled(bool checked)
     Q_EMIT outputChanged();
 }
 
-QString OutputPanel::firstLocalFolder(const QList<QUrl> &urls)
-{
-    for (const QUrl &url : urls) {
-        if (!url.isLocalFile())
-            continue;
-        const QFileInfo info(url.toLocalFile());
-        if (!info.filePath().isEmpty() && info.isDir())
-            return QDir::cleanPath(info.absoluteFilePath());
-    }
-    return {};
-}
-
 void OutputPanel::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (event->mimeData()->hasUrls() && !firstLocalFolder(event->mimeData()->urls()).isEmpty()) {
-        event->acceptProposedAction();
-        dropOverlay->showOver(rect(), tr("Drop folder here"), u":/res/style/icons/folder-up.png"_s);
-    } else {
-        event->ignore();
-    }
-}
-
-void OutputPanel::dragLeaveEvent(QDragLeaveEvent *event)
-{
-    dropOverlay->hide();
-    QWidget::dragLeaveEvent(event);
+    // No extensions: only a folder can be an output.
+    dropOverlay->offer(event, DropOverlay::dropped(event->mimeData(), {}));
 }
 
 void OutputPanel::dropEvent(QDropEvent *event)
 {
-    dropOverlay->hide();
-    const QString folder =
-        event->mimeData()->hasUrls() ? firstLocalFolder(event->mimeData()->urls()) : QString();
+    const QString folder = DropOverlay::dropped(event->mimeData(), {}).folder;
     if (folder.isEmpty()) {
         event->ignore();
         return;

@@ -28,9 +28,6 @@ public:
     bool isSameAsProject() const;
     bool openFolderAfterConversion() const;
 
-    // The first local folder among the URLs, or an empty string.
-    static QString firstLocalFolder(const QList<QUrl> &urls);
-
 Q_SIGNALS:
     void outputChanged();
 
@@ -40,7 +37,6 @@ public Q_SLOTS:
 
 protected:
     void dragEnterEvent(QDragEnterEvent *event) override;
-    void dragLeaveEvent(QDragLeaveEvent *event) override;
     void dropEvent(QDropEvent *event) override;
 
 private:

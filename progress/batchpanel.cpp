@@ -5,6 +5,7 @@
 #include "common/styleroles.h"
 #include "progress/batchtable.h"
 
+#include <QAction>
 #include <QClipboard>
 #include <QDir>
 #include <QGuiApplication>
@@ -122,40 +123,51 @@ BatchPanel::BatchPanel(Dialogs *dialogs, QWidget *parent)
 QFileInfoList BatchPanel::activeFiles() const
 {
     QFileInfoList active;
-    active.reserve(files.size() - disabled.size());
-    for (int i = 0; i < files.size(); ++i) {
-        if (!disabled.contains(i))
-            active.append(files.at(i));
+    active.reserve(records.size());
+    for (const FileRecord &record : records) {
+        if (!record.disabled)
+            active.append(record.file);
     }
     return active;
 }
 
+QFileInfoList BatchPanel::filesWithStatus(std::initializer_list<FileStatus> statuses) const
+{
+    QFileInfoList found;
+    for (const FileRecord &record : records) {
+        if (!record.disabled && std::find(statuses.begin(), statuses.end(), record.status) != statuses.end())
+            found.append(record.file);
+    }
+    return found;
+}
+
 FileStatus BatchPanel::statusOf(int fileIndex) const
 {
-    return inRange(fileIndex) ? statuses.at(fileIndex) : FileStatus::Pending;
+    return inRange(fileIndex) ? records.at(fileIndex).status : FileStatus::Pending;
 }
 
 int BatchPanel::exitCodeOf(int fileIndex) const
 {
-    return inRange(fileIndex) ? exitCodes.at(fileIndex) : ExitMarker::NotRun;
+    return inRange(fileIndex) ? records.at(fileIndex).exitCode : ExitMarker::NotRun;
 }
 
 int BatchPanel::rowOfFile(int fileIndex) const
 {
-    if (fileIndex < 0 || fileIndex >= nameItems.size() || !nameItems.at(fileIndex))
+    if (!inRange(fileIndex) || !records.at(fileIndex).nameItem)
         return -1;
     // The remembered row is right as long as the file's name cell is still in it; when
     // the table has re-sorted since, one pass over column 0 refreshes every file's row.
-    const int remembered = rowCache.value(fileIndex, -1);
-    if (remembered >= 0 && tableWidget->item(remembered, NameColumn) == nameItems.at(fileIndex))
-        return remembered;
-    rowCache.fill(-1, files.size());
+    const FileRecord &record = records.at(fileIndex);
+    if (record.row >= 0 && tableWidget->item(record.row, NameColumn) == record.nameItem)
+        return record.row;
+    for (const FileRecord &each : records)
+        each.row = -1;
     for (int row = 0; row < tableWidget->rowCount(); ++row) {
         const int index = fileIndexOfRow(row);
-        if (index >= 0 && index < rowCache.size() && rowCache.at(index) < 0)
-            rowCache[index] = row;
+        if (inRange(index) && records.at(index).row < 0)
+            records.at(index).row = row;
     }
-    return rowCache.at(fileIndex);
+    return record.row;
 }
 
 int BatchPanel::fileIndexOfRow(int row) const
@@ -166,6 +178,17 @@ int BatchPanel::fileIndexOfRow(int row) const
     bool ok = false;
     const int index = item->data(Qt::UserRole).toInt(&ok);
     return ok ? index : -1;
+}
+
+int BatchPanel::fileIndexOfPath(const QString &path) const
+{
+    return pathIndex.value(path, -1);
+}
+
+QTableWidgetItem *BatchPanel::cell(int fileIndex, Column column) const
+{
+    const int row = rowOfFile(fileIndex);
+    return row < 0 ? nullptr : tableWidget->item(row, column);
 }
 
 QString BatchPanel::summaryText(int fileCount, int disabledCount, qint64 enabledBytes)
@@ -180,15 +203,15 @@ QString BatchPanel::summaryText(int fileCount, int disabledCount, qint64 enabled
 
 void BatchPanel::buildRows()
 {
-    updating = true;
-    displayOrder.clear();
-    displayOrder.reserve(files.size());
-    for (int i = 0; i < files.size(); ++i) {
-        if (!disabled.contains(i))
+    // Enabled files first, then the disabled ones, each in file order.
+    QList<int> displayOrder;
+    displayOrder.reserve(records.size());
+    for (int i = 0; i < records.size(); ++i) {
+        if (!records.at(i).disabled)
             displayOrder.append(i);
     }
-    for (int i = 0; i < files.size(); ++i) {
-        if (disabled.contains(i))
+    for (int i = 0; i < records.size(); ++i) {
+        if (records.at(i).disabled)
             displayOrder.append(i);
     }
 
@@ -197,43 +220,41 @@ void BatchPanel::buildRows()
     // is off while the rows are written and back on (re-sorting once) afterwards.
     tableWidget->setSortingEnabled(false);
     tableWidget->clearContents();
-    tableWidget->setRowCount(static_cast<int>(files.size()));
-    nameItems.fill(nullptr, files.size());
+    tableWidget->setRowCount(static_cast<int>(records.size()));
 
     const QIcon folderIcon(u":/res/style/icons/external-link.png"_s);
     const QString folderTip = tr("Open containing folder");
     QList<std::array<QTableWidgetItem *, 5>> rows;
     rows.reserve(displayOrder.size());
     for (const int i : std::as_const(displayOrder)) {
-        const QFileInfo &file = files.at(i);
-        const bool isOff = disabled.contains(i);
+        FileRecord &record = records[i];
 
-        auto *name = new QTableWidgetItem(file.fileName());
-        name->setToolTip(file.absoluteFilePath());
+        auto *name = new QTableWidgetItem(record.file.fileName());
+        name->setToolTip(record.file.absoluteFilePath());
         name->setData(Qt::UserRole, i);
         name->setFlags(name->flags() & ~Qt::ItemIsEditable);
-        if (isOff)
+        if (record.disabled)
             name->setForeground(greyedText);
-        nameItems[i] = name;
+        record.nameItem = name;
 
         auto *folder = new QTableWidgetItem(folderIcon, QString());
         folder->setToolTip(folderTip);
 
-        auto *size = new QTableWidgetItem(formatSize(file.size()));
+        auto *size = new QTableWidgetItem(formatSize(record.file.size()));
         size->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        if (isOff)
+        if (record.disabled)
             size->setForeground(greyedText);
 
         auto *status = new QTableWidgetItem;
-        applyFileStatus(status, statuses.at(i), exitCodes.at(i));
+        applyFileStatus(status, record.status, record.exitCode);
         status->setTextAlignment(Qt::AlignCenter);
 
         auto *duration = new QTableWidgetItem;
         duration->setTextAlignment(Qt::AlignCenter);
-        const FileStatus state = statuses.at(i);
-        if (timers.at(i).isValid() && (state == FileStatus::Done || state == FileStatus::Failed ||
+        const FileStatus state = record.status;
+        if (record.timer.isValid() && (state == FileStatus::Done || state == FileStatus::Failed ||
                                        state == FileStatus::Skipped || state == FileStatus::Stopped))
-            duration->setText(formatDuration(timers.at(i).elapsed()));
+            duration->setText(formatDuration(record.timer.elapsed()));
         rows.append({name, folder, size, status, duration});
     }
 
@@ -251,28 +272,29 @@ void BatchPanel::buildRows()
     // The views hear nothing of the single cells; the sort below announces the whole new
     // layout at once, instead of a repaint and re-measure per cell.
     QSignalBlocker quietModel(tableWidget->model());
-    rowCache.fill(-1, files.size());
     for (int row = 0; row < rows.size(); ++row) {
         for (int column = 0; column < 5; ++column)
             tableWidget->setItem(row, column, rows.at(row)[column]);
-        rowCache[rows.at(row)[NameColumn]->data(Qt::UserRole).toInt()] = row;
+        records[rows.at(row)[NameColumn]->data(Qt::UserRole).toInt()].row = row;
     }
     quietModel.unblock();
     tableWidget->invalidateContentWidths();
     tableWidget->setSortingEnabled(true);
-    updating = false;
 }
 
-void BatchPanel::writeStatus(QTableWidgetItem *item, FileStatus status, int exitCode)
+void BatchPanel::writeStatus(int fileIndex)
 {
-    if (!item || !isKnownFileStatus(status))
+    QTableWidgetItem *item = cell(fileIndex, StatusColumn);
+    const FileRecord &record = records.at(fileIndex);
+    if (!item || !isKnownFileStatus(record.status))
         return;
-    tableWidget->aboutToSetText(item, StatusColumn, fileStatusText(status, exitCode));
-    applyFileStatus(item, status, exitCode);
+    tableWidget->aboutToSetText(item, StatusColumn, fileStatusText(record.status, record.exitCode));
+    applyFileStatus(item, record.status, record.exitCode);
 }
 
-void BatchPanel::writeDuration(QTableWidgetItem *item, const QString &text)
+void BatchPanel::writeDuration(int fileIndex, const QString &text)
 {
+    QTableWidgetItem *item = cell(fileIndex, DurationColumn);
     if (!item)
         return;
     tableWidget->aboutToSetText(item, DurationColumn, text);
@@ -281,17 +303,19 @@ void BatchPanel::writeDuration(QTableWidgetItem *item, const QString &text)
 
 void BatchPanel::updateSummary()
 {
-    if (files.isEmpty()) {
+    if (records.isEmpty()) {
         summaryLabel->clear();
         return;
     }
     qint64 bytes = 0;
-    for (int i = 0; i < files.size(); ++i) {
-        if (!disabled.contains(i))
-            bytes += files.at(i).size();
+    int disabledCount = 0;
+    for (const FileRecord &record : std::as_const(records)) {
+        if (record.disabled)
+            ++disabledCount;
+        else
+            bytes += record.file.size();
     }
-    summaryLabel->setText(
-        summaryText(static_cast<int>(files.size()), static_cast<int>(disabled.size()), bytes));
+    summaryLabel->setText(summaryText(static_cast<int>(records.size()), disabledCount, bytes));
 }
 
 void BatchPanel::writeClock()
@@ -303,9 +327,9 @@ void BatchPanel::writeClock()
 void BatchPanel::rebuildPathIndex()
 {
     pathIndex.clear();
-    pathIndex.reserve(files.size());
-    for (int i = 0; i < files.size(); ++i)
-        pathIndex.insert(files.at(i).absoluteFilePath(), i);
+    pathIndex.reserve(records.size());
+    for (int i = 0; i < records.size(); ++i)
+        pathIndex.insert(records.at(i).file.absoluteFilePath(), i);
 }
 
 void BatchPanel::setFiles(const QFileInfoList &newFiles)
@@ -313,16 +337,18 @@ void BatchPanel::setFiles(const QFileInfoList &newFiles)
     clockTimer.stop();
     skipButton->hide();
     running = false;
-    files = newFiles;
-    disabled.clear();
-    exitCodes.fill(ExitMarker::NotRun, files.size());
-    statuses.fill(FileStatus::Pending, files.size());
-    timers.fill(QElapsedTimer(), files.size());
+    records.clear();
+    records.reserve(newFiles.size());
+    for (const QFileInfo &file : newFiles) {
+        FileRecord record;
+        record.file = file;
+        records.append(record);
+    }
     rebuildPathIndex();
     buildRows();
     updateSummary();
     Q_EMIT activeFilesChanged();
-    if (files.isEmpty())
+    if (records.isEmpty())
         durationLabel->clear();
     else
         durationLabel->setText(tr("Duration: %1").arg(QChar(0x2014)));
@@ -348,12 +374,12 @@ void BatchPanel::endBatch()
 
 void BatchPanel::resetFailedForRetry()
 {
-    for (int i = 0; i < files.size(); ++i) {
-        const FileStatus state = statuses.at(i);
+    for (FileRecord &record : records) {
+        const FileStatus state = record.status;
         if (state == FileStatus::Failed || state == FileStatus::Stopped || state == FileStatus::Canceled) {
-            statuses[i] = FileStatus::Pending;
-            exitCodes[i] = ExitMarker::NotRun;
-            timers[i] = QElapsedTimer();
+            record.status = FileStatus::Pending;
+            record.exitCode = ExitMarker::NotRun;
+            record.timer.invalidate();
         }
     }
     buildRows();
@@ -362,10 +388,9 @@ void BatchPanel::resetFailedForRetry()
 
 void BatchPanel::prepareForConversion()
 {
-    for (int i = 0; i < files.size(); ++i) {
-        const bool isOff = disabled.contains(i);
-        statuses[i] = isOff ? FileStatus::Disabled : FileStatus::Pending;
-        exitCodes[i] = isOff ? ExitMarker::Disabled : ExitMarker::NotRun;
+    for (FileRecord &record : records) {
+        record.status = record.disabled ? FileStatus::Disabled : FileStatus::Pending;
+        record.exitCode = record.disabled ? ExitMarker::Disabled : ExitMarker::NotRun;
     }
     startBatch();
 }
@@ -375,55 +400,46 @@ void BatchPanel::prepareForRetry()
     startBatch();
 }
 
-void BatchPanel::onFileStarted(int index, int total, const QString &filePath)
+void BatchPanel::onFileStarted(int, int, const QString &filePath)
 {
-    Q_UNUSED(index)
-    Q_UNUSED(total)
-    const auto found = pathIndex.constFind(filePath);
-    if (found == pathIndex.cend() || rowOfFile(*found) < 0)
+    const int i = fileIndexOfPath(filePath);
+    if (!inRange(i) || rowOfFile(i) < 0)
         return;
-    const int i = *found;
-    statuses[i] = FileStatus::Running;
-    updating = true;
-    QTableWidgetItem *name = nameItems.at(i);
-    writeStatus(tableWidget->item(rowOfFile(i), StatusColumn), FileStatus::Running, exitCodes.at(i));
-    updating = false;
-    timers[i].start();
-    tableWidget->scrollToItem(name);
+    records[i].status = FileStatus::Running;
+    writeStatus(i);
+    records[i].timer.start();
+    tableWidget->scrollToItem(records.at(i).nameItem);
 }
 
-void BatchPanel::onFileFinished(int index, int exitCode, const QString &filePath)
+void BatchPanel::onFileFinished(int, int exitCode, const QString &filePath)
 {
-    Q_UNUSED(index)
-    const auto found = pathIndex.constFind(filePath);
-    if (found == pathIndex.cend())
+    const int i = fileIndexOfPath(filePath);
+    if (!inRange(i) || rowOfFile(i) < 0)
         return;
-    const int i = *found;
-    const int row = rowOfFile(i);
-    if (row < 0)
-        return;
-    exitCodes[i] = exitCode;
-    statuses[i] = fileStatusForExitCode(exitCode);
-    updating = true;
-    // Fetch both cells before writing: a table sorted by status moves the row on the first write.
-    QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
-    QTableWidgetItem *duration = tableWidget->item(row, DurationColumn);
-    writeStatus(status, statuses.at(i), exitCode);
-    if (timers.at(i).isValid())
-        writeDuration(duration, formatDuration(timers.at(i).elapsed()));
-    updating = false;
+    FileRecord &record = records[i];
+    record.exitCode = exitCode;
+    record.status = fileStatusForExitCode(exitCode);
+    // The duration cell is found before the status is written: a table sorted by status
+    // moves the row on that write.
+    QTableWidgetItem *duration = cell(i, DurationColumn);
+    writeStatus(i);
+    if (record.timer.isValid() && duration) {
+        const QString text = formatDuration(record.timer.elapsed());
+        tableWidget->aboutToSetText(duration, DurationColumn, text);
+        duration->setText(text);
+    }
 }
 
 void BatchPanel::onCancelled()
 {
     endBatch();
-    for (int i = 0; i < files.size(); ++i) {
-        if (statuses.at(i) == FileStatus::Running) {
-            statuses[i] = FileStatus::Stopped;
-            exitCodes[i] = ExitMarker::Stopped;
-        } else if (statuses.at(i) == FileStatus::Pending) {
-            statuses[i] = FileStatus::Canceled;
-            exitCodes[i] = ExitMarker::Stopped;
+    for (FileRecord &record : records) {
+        if (record.status == FileStatus::Running) {
+            record.status = FileStatus::Stopped;
+            record.exitCode = ExitMarker::Stopped;
+        } else if (record.status == FileStatus::Pending) {
+            record.status = FileStatus::Canceled;
+            record.exitCode = ExitMarker::Stopped;
         }
     }
     buildRows();
@@ -442,50 +458,42 @@ void BatchPanel::setAllowRemove(bool allow)
 
 void BatchPanel::convertNext(int fileIndex)
 {
-    if (!inRange(fileIndex) || !running)
+    if (!inRange(fileIndex) || !running || !canConvertNext(records.at(fileIndex).status))
         return;
-    const FileStatus state = statuses.at(fileIndex);
-    if (state != FileStatus::Pending && state != FileStatus::Failed && state != FileStatus::Skipped &&
-        state != FileStatus::Stopped)
-        return;
-    statuses[fileIndex] = FileStatus::Pending;
-    exitCodes[fileIndex] = ExitMarker::NotRun;
-    timers[fileIndex] = QElapsedTimer();
-    const int row = rowOfFile(fileIndex);
-    if (row >= 0) {
-        updating = true;
-        QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
-        QTableWidgetItem *duration = tableWidget->item(row, DurationColumn);
-        writeStatus(status, FileStatus::Pending, ExitMarker::NotRun);
-        writeDuration(duration, QString());
-        updating = false;
+    FileRecord &record = records[fileIndex];
+    record.status = FileStatus::Pending;
+    record.exitCode = ExitMarker::NotRun;
+    record.timer.invalidate();
+    // Fetched first: a table sorted by status moves the row when the status is written.
+    QTableWidgetItem *duration = cell(fileIndex, DurationColumn);
+    writeStatus(fileIndex);
+    if (duration) {
+        tableWidget->aboutToSetText(duration, DurationColumn, QString());
+        duration->setText(QString());
     }
-    Q_EMIT convertNextRequested(files.at(fileIndex).absoluteFilePath());
+    Q_EMIT convertNextRequested(record.file.absoluteFilePath());
 }
 
 void BatchPanel::disableFile(int fileIndex)
 {
     if (!inRange(fileIndex))
         return;
-    if (running && statuses.at(fileIndex) != FileStatus::Pending)
+    FileRecord &record = records[fileIndex];
+    if (running && record.status != FileStatus::Pending)
         return;
-    disabled.insert(fileIndex);
-    statuses[fileIndex] = FileStatus::Disabled;
+    record.disabled = true;
+    record.status = FileStatus::Disabled;
     if (running) {
-        exitCodes[fileIndex] = ExitMarker::Disabled;
-        Q_EMIT fileExcludedDuringConversion(files.at(fileIndex).absoluteFilePath());
+        record.exitCode = ExitMarker::Disabled;
+        Q_EMIT fileExcludedDuringConversion(record.file.absoluteFilePath());
         // Greyed in place: moving the row mid-run would make the user lose track of it.
-        const int row = rowOfFile(fileIndex);
-        if (row >= 0) {
-            updating = true;
-            QTableWidgetItem *name = tableWidget->item(row, NameColumn);
-            QTableWidgetItem *size = tableWidget->item(row, SizeColumn);
-            QTableWidgetItem *status = tableWidget->item(row, StatusColumn);
+        QTableWidgetItem *name = cell(fileIndex, NameColumn);
+        QTableWidgetItem *size = cell(fileIndex, SizeColumn);
+        if (name && size) {
             name->setForeground(greyedText);
             size->setForeground(greyedText);
-            writeStatus(status, FileStatus::Disabled, ExitMarker::Disabled);
-            updating = false;
         }
+        writeStatus(fileIndex);
     } else {
         buildRows();
     }
@@ -497,8 +505,8 @@ void BatchPanel::enableFile(int fileIndex)
 {
     if (running || !inRange(fileIndex))
         return;
-    disabled.remove(fileIndex);
-    statuses[fileIndex] = FileStatus::Pending;
+    records[fileIndex].disabled = false;
+    records[fileIndex].status = FileStatus::Pending;
     buildRows();
     updateSummary();
     Q_EMIT activeFilesChanged();
@@ -508,17 +516,8 @@ void BatchPanel::removeFile(int fileIndex)
 {
     if (running || !inRange(fileIndex))
         return;
-    const QString path = files.at(fileIndex).absoluteFilePath();
-    files.removeAt(fileIndex);
-    exitCodes.removeAt(fileIndex);
-    statuses.removeAt(fileIndex);
-    timers.removeAt(fileIndex);
-    QSet<int> shifted;
-    for (const int i : std::as_const(disabled)) {
-        if (i != fileIndex)
-            shifted.insert(i > fileIndex ? i - 1 : i);
-    }
-    disabled = shifted;
+    const QString path = records.at(fileIndex).file.absoluteFilePath();
+    records.removeAt(fileIndex);
     rebuildPathIndex();
     buildRows();
     // The summary would otherwise still count the removed file.
@@ -538,14 +537,19 @@ void BatchPanel::clearFiles()
 void BatchPanel::openContainingFolder(int fileIndex)
 {
     if (inRange(fileIndex))
-        dialogs->showInFolder(files.at(fileIndex).absoluteFilePath());
+        dialogs->showInFolder(records.at(fileIndex).file.absoluteFilePath());
 }
 
 void BatchPanel::copyPath(int fileIndex)
 {
     if (inRange(fileIndex))
         QGuiApplication::clipboard()->setText(
-            QDir::fromNativeSeparators(files.at(fileIndex).absoluteFilePath()));
+            QDir::fromNativeSeparators(records.at(fileIndex).file.absoluteFilePath()));
+}
+
+void BatchPanel::addContextMenuAction(QAction *action)
+{
+    ownerActions.append(action);
 }
 
 QMenu *BatchPanel::createContextMenu(int fileIndex, QWidget *parent)
@@ -554,16 +558,15 @@ QMenu *BatchPanel::createContextMenu(int fileIndex, QWidget *parent)
         return nullptr;
     auto *menu = new QMenu(parent);
     menu->setObjectName(u"batchContextMenu"_s);
-    const FileStatus state = statuses.at(fileIndex);
+    const FileStatus state = records.at(fileIndex).status;
     if (running) {
-        if (state == FileStatus::Pending || state == FileStatus::Failed || state == FileStatus::Skipped ||
-            state == FileStatus::Stopped)
+        if (canConvertNext(state))
             menu->addAction(QIcon(u":/res/style/icons/refresh-cw.png"_s), tr("Convert next"), this,
                             [this, fileIndex] { convertNext(fileIndex); });
         if (state == FileStatus::Pending)
             menu->addAction(QIcon(u":/res/style/icons/eye-off.png"_s), tr("Disable"), this,
                             [this, fileIndex] { disableFile(fileIndex); });
-    } else if (disabled.contains(fileIndex)) {
+    } else if (records.at(fileIndex).disabled) {
         menu->addAction(QIcon(u":/res/style/icons/eye.png"_s), tr("Enable"), this,
                         [this, fileIndex] { enableFile(fileIndex); });
     } else {
@@ -579,6 +582,12 @@ QMenu *BatchPanel::createContextMenu(int fileIndex, QWidget *parent)
         menu->addAction(QIcon(u":/res/style/icons/x.png"_s), tr("Remove"), this,
                         [this, fileIndex] { removeFile(fileIndex); });
     }
+    for (QAction *action : std::as_const(ownerActions)) {
+        if (action->isEnabled()) {
+            menu->addSeparator();
+            menu->addAction(action);
+        }
+    }
     return menu;
 }
 
@@ -589,8 +598,8 @@ void BatchPanel::onCellClicked(int row, int column)
         return;
     if (column == FolderColumn)
         openContainingFolder(fileIndex);
-    else if (column == StatusColumn && statuses.at(fileIndex) == FileStatus::Failed)
-        Q_EMIT jumpToLogError(files.at(fileIndex).fileName());
+    else if (column == StatusColumn && records.at(fileIndex).status == FileStatus::Failed)
+        Q_EMIT jumpToLogError(records.at(fileIndex).file.fileName());
 }
 
 void BatchPanel::onContextMenuRequested(const QPoint &pos)

@@ -7,13 +7,13 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QList>
-#include <QSet>
 #include <QTimer>
 #include <QWidget>
 
-#include <functional>
+#include <initializer_list>
 
 class Dialogs;
+class QAction;
 class QLabel;
 class QMenu;
 class QPushButton;
@@ -35,14 +35,14 @@ public:
 
     // The files that would be converted: every file not disabled, in file order.
     QFileInfoList activeFiles() const;
+    // The enabled files whose status is one of statuses, in file order.
+    QFileInfoList filesWithStatus(std::initializer_list<FileStatus> statuses) const;
 
-    int fileCount() const { return static_cast<int>(files.size()); }
+    int fileCount() const { return static_cast<int>(records.size()); }
     FileStatus statusOf(int fileIndex) const;
     int exitCodeOf(int fileIndex) const;
-    bool isDisabled(int fileIndex) const { return disabled.contains(fileIndex); }
+    bool isDisabled(int fileIndex) const { return inRange(fileIndex) && records.at(fileIndex).disabled; }
     bool isRunning() const { return running; }
-    // True while the panel itself rewrites cells, so item-change reactions can ignore it.
-    bool isUpdating() const { return updating; }
     // The table row now showing a file, or -1.
     int rowOfFile(int fileIndex) const;
     QTableWidget *table() const { return tableWidget; }
@@ -55,6 +55,8 @@ public:
     void clearFiles();
     void openContainingFolder(int fileIndex);
     void copyPath(int fileIndex);
+    // An action of the owner's that every file's context menu ends with while it is enabled.
+    void addContextMenuAction(QAction *action);
     // The context menu of a file as its state allows; the caller owns it.
     QMenu *createContextMenu(int fileIndex, QWidget *parent);
 
@@ -81,20 +83,37 @@ public Q_SLOTS:
     void setAllowRemove(bool allow);
 
 private:
+    // Everything the panel knows of one input file.
+    struct FileRecord
+    {
+        QFileInfo file;
+        FileStatus status = FileStatus::Pending;
+        int exitCode = ExitMarker::NotRun;
+        QElapsedTimer timer;
+        bool disabled = false;
+        // The file's name cell, so its row is found without scanning the table.
+        QTableWidgetItem *nameItem = nullptr;
+        // The row the name cell was last seen in; checked before use, since sorting moves rows.
+        mutable int row = -1;
+    };
+
     void buildRows();
     void updateSummary();
     // Cell writes after the rows are built, keeping the measured column widths right.
-    void writeStatus(QTableWidgetItem *item, FileStatus status, int exitCode);
-    void writeDuration(QTableWidgetItem *item, const QString &text);
+    void writeStatus(int fileIndex);
+    void writeDuration(int fileIndex, const QString &text);
     void writeClock();
     void startBatch();
     void endBatch();
     void rebuildPathIndex();
-    bool inRange(int fileIndex) const { return fileIndex >= 0 && fileIndex < files.size(); }
+    bool inRange(int fileIndex) const { return fileIndex >= 0 && fileIndex < records.size(); }
     int fileIndexOfRow(int row) const;
+    int fileIndexOfPath(const QString &path) const;
+    QTableWidgetItem *cell(int fileIndex, Column column) const;
     void onCellClicked(int row, int column);
     void onContextMenuRequested(const QPoint &pos);
 
+    Dialogs *dialogs;
     QStackedWidget *pages = nullptr;
     BatchTable *tableWidget = nullptr;
     QPushButton *clearButton = nullptr;
@@ -102,20 +121,12 @@ private:
     QPushButton *skipButton = nullptr;
     QLabel *durationLabel = nullptr;
 
-    QFileInfoList files;
-    QList<qint32> exitCodes;
-    QList<FileStatus> statuses;
-    QList<QElapsedTimer> timers;
-    QSet<int> disabled;
+    QList<FileRecord> records;
+    // Absolute path to file index, for the controller's signals.
     QHash<QString, int> pathIndex;
-    QList<int> displayOrder;
-    // The name cell of each file, so its row is found without scanning the table.
-    QList<QTableWidgetItem *> nameItems;
-    mutable QList<int> rowCache;
+    QList<QAction *> ownerActions;
     bool running = false;
-    bool updating = false;
     bool allowRemove = false;
     QElapsedTimer batchClock;
     QTimer clockTimer;
-    Dialogs *dialogs;
 };

@@ -57,7 +57,7 @@ FileStatus fileStatusForExitCode(int exitCode)
 {
     if (exitCode == 0)
         return FileStatus::Done;
-    if (exitCode == skippedExitCode)
+    if (exitCode == ExitMarker::Skipped)
         return FileStatus::Skipped;
     return FileStatus::Failed;
 }
@@ -69,4 +69,10 @@ void applyFileStatus(QTableWidgetItem *item, FileStatus status, int exitCode)
     item->setText(fileStatusText(status, exitCode));
     item->setForeground(fileStatusColour(status));
     item->setToolTip(fileStatusToolTip(status, exitCode));
+}
+
+bool canConvertNext(FileStatus status)
+{
+    return status == FileStatus::Pending || status == FileStatus::Failed || status == FileStatus::Skipped ||
+           status == FileStatus::Stopped;
 }

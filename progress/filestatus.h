@@ -1,5 +1,7 @@
 #pragma once
 
+#include "conversion/converteroutput.h"
+
 #include <QColor>
 #include <QString>
 
@@ -18,18 +20,12 @@ enum class FileStatus : qint32 {
     Disabled = 7
 };
 
-// Exit-code markers kept beside the converters' own codes.
-namespace ExitMarker {
-inline constexpr int NotRun = -1;
-inline constexpr int Stopped = -2;
-inline constexpr int Skipped = -3;
-inline constexpr int Disabled = -4;
-} // namespace ExitMarker
-
 bool isKnownFileStatus(FileStatus status);
 QString fileStatusText(FileStatus status, int exitCode);
 QColor fileStatusColour(FileStatus status);
 QString fileStatusToolTip(FileStatus status, int exitCode);
+// Whether a file in this state may be moved to the front of a running batch.
+bool canConvertNext(FileStatus status);
 // A finished file's status from its exit code: 0 Done, the skip marker Skipped, anything else Failed.
 FileStatus fileStatusForExitCode(int exitCode);
 // Writes text, colour and tooltip of a status into a table cell; unknown values leave it as it is.

@@ -3,6 +3,7 @@
 #include "common/dialogs.h"
 #include "common/statuscolours.h"
 #include "common/styleroles.h"
+#include "conversion/converteroutput.h"
 
 #include <QByteArrayMatcher>
 #include <QColor>
@@ -55,6 +56,8 @@ void replaceBlockBreaks(QString &text)
     }
 }
 
+} // namespace
+
 // Escape closes the search bar and Shift+Return steps backwards; the line edit claims
 // Escape before any window shortcut sees it.
 class SearchKeyFilter final : public QObject
@@ -67,17 +70,20 @@ public:
     {
     }
 
+    // While a run is active, Escape belongs to the window, which stops the run with it.
+    bool claimEscape = true;
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         if (event->type() == QEvent::ShortcutOverride) {
-            if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
+            if (claimEscape && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
                 event->accept();
                 return true;
             }
         } else if (event->type() == QEvent::KeyPress) {
             const auto *key = static_cast<QKeyEvent *>(event);
-            if (key->key() == Qt::Key_Escape) {
+            if (claimEscape && key->key() == Qt::Key_Escape) {
                 close();
                 return true;
             }
@@ -94,6 +100,8 @@ private:
     std::function<void()> close;
     std::function<void()> previous;
 };
+
+namespace {
 
 QToolButton *makeIconButton(const QString &icon, const QString &toolTip, const QString &objectName,
                             QWidget *parent)
@@ -184,8 +192,9 @@ ProgressPanel::ProgressPanel(Dialogs *dialogs, QWidget *parent)
 
     connect(searchEdit, &QLineEdit::textChanged, this, &ProgressPanel::highlightAllMatches);
     connect(searchEdit, &QLineEdit::returnPressed, this, &ProgressPanel::findNext);
-    searchEdit->installEventFilter(new SearchKeyFilter(
-        this, [this] { hideSearchBar(); }, [this] { findPrevious(); }));
+    searchKeys = new SearchKeyFilter(
+        this, [this] { hideSearchBar(); }, [this] { findPrevious(); });
+    searchEdit->installEventFilter(searchKeys);
     connect(previousButton, &QToolButton::clicked, this, &ProgressPanel::findPrevious);
     connect(nextButton, &QToolButton::clicked, this, &ProgressPanel::findNext);
     connect(closeSearchButton, &QToolButton::clicked, this, &ProgressPanel::hideSearchBar);
@@ -196,6 +205,11 @@ ProgressPanel::ProgressPanel(Dialogs *dialogs, QWidget *parent)
             &ProgressPanel::refreshVisibleHighlights);
     connect(log->verticalScrollBar(), &QScrollBar::rangeChanged, this,
             &ProgressPanel::refreshVisibleHighlights);
+}
+
+void ProgressPanel::setEscapeClosesSearch(bool closes)
+{
+    searchKeys->claimEscape = closes;
 }
 
 QString ProgressPanel::plainText() const
@@ -266,11 +280,11 @@ void ProgressPanel::appendLog(const QString &text)
         const QString line = part.trimmed();
         if (line.isEmpty())
             continue;
-        if (line.contains(u"[ERROR]", Qt::CaseInsensitive))
-            ++errorCount;
-        else if (line.contains(u"[WARNING]", Qt::CaseInsensitive) ||
-                 line.contains(u"[WARN]", Qt::CaseInsensitive))
-            ++warningCount;
+        switch (classifyLine(line)) {
+        case LineKind::Error: ++errorCount; break;
+        case LineKind::Warning: ++warningCount; break;
+        case LineKind::Plain: break;
+        }
 
         if (!ansiToRuns(line, runScratch))
             continue;

@@ -11,6 +11,7 @@
 #include <functional>
 
 class Dialogs;
+class SearchKeyFilter;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -27,6 +28,10 @@ class ProgressPanel final : public QWidget
 public:
     explicit ProgressPanel(Dialogs *dialogs, QWidget *parent = nullptr);
 
+    // Whether Escape in the search field closes the search bar (true) or is left to the
+    // window, which stops a running conversion with it.
+    void setEscapeClosesSearch(bool closes);
+
     // The match count over the whole log for the current search text.
     int matchCount() const { return matches; }
     QString plainText() const;
@@ -39,9 +44,6 @@ public:
     static int countMatches(QStringView text, QStringView term);
     // Text in the form the whole-log search runs on: case-folded UTF-8.
     static QByteArray foldForSearch(QStringView text);
-    // What a line counts as: its [ERROR] or [WARNING]/[WARN] tag, in any case.
-    enum class LineKind { Plain, Warning, Error };
-    static LineKind classifyLine(QStringView line);
 
 Q_SIGNALS:
     void logSaved(const QString &path);
@@ -86,4 +88,5 @@ private:
     QHash<int, QTextCharFormat> formats;
     QList<AnsiRun> runScratch;
     Dialogs *dialogs;
+    SearchKeyFilter *searchKeys = nullptr;
 };
