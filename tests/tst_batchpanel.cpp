@@ -1,28 +1,30 @@
-#include "common/formatting.h"
-#include "conversion/conversioncontroller.h"
-#include "conversion/converterinfo.h"
-#include "conversion/converteroutput.h"
-#include "progress/batchpanel.h"
-#include "progress/progresspanel.h"
-#include "testsupport/childprocesses.h"
+// The batch table on its own: rows, status cells, the run's transitions, the per-file
+// actions and their menu. Whole runs through the window are in tst_mainwindow.
 
+#include "common/dialogs.h"
+#include "common/formatting.h"
+#include "common/showinfolder.h"
+#include "progress/batchpanel.h"
+
+#include <QAction>
 #include <QDesktopServices>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QUrl>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
-Q_DECLARE_METATYPE(FileStatus)
+// What a file goes through in a run before the test looks at it.
+enum class Outcome { NotStarted, Running, Finished };
+Q_DECLARE_METATYPE(Outcome)
 
 namespace {
 
@@ -43,31 +45,40 @@ class tst_BatchPanel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init();
     void texts_data();
     void texts();
-    void setFilesBuildsRowsAndClears();
+    void setFilesSortsAndClears();
     void finishedCells_data();
     void finishedCells();
-    void runTransitions();
+    void cancelStopsRunningAndCancelsWaiting();
     void disableDuringRun_data();
     void disableDuringRun();
-    void removeShiftsDisabledIndexesAndEnable();
+    void removeKeepsRecordsTogether();
     void contextMenu_data();
     void contextMenu();
-    void convertNext();
+    void convertNextOnlyWhereAllowed();
     void rowsAreFoundAfterResorting();
-    void openFolderFallsBackQuickly();
-    void wholeRunWithController();
+    void folderAndStatusClicks();
+    void showInFolderFallsBackQuickly();
 
 private:
-    QFileInfo makeFile(const QString &name, qint64 size);
+    QFileInfo makeFile(const QString &name, qint64 size = 100);
     QFileInfoList makeFiles(int count);
-    QFileInfoList startRun(BatchPanel &panel, int count);
-    static void finish(BatchPanel &panel, const QFileInfoList &files, int index, int exitCode);
-    QString statusText(const BatchPanel &panel, int fileIndex) const;
+    void play(const QFileInfoList &files, int index, Outcome outcome, int exitCode = 0);
+    QString statusText(int fileIndex) const;
 
     QTemporaryDir tmp;
+    Dialogs dialogs;
+    std::unique_ptr<BatchPanel> panel;
 };
+
+void tst_BatchPanel::init()
+{
+    dialogs.setScripted();
+    dialogs.clearRequests();
+    panel = std::make_unique<BatchPanel>(&dialogs);
+}
 
 QFileInfo tst_BatchPanel::makeFile(const QString &name, qint64 size)
 {
@@ -81,32 +92,23 @@ QFileInfoList tst_BatchPanel::makeFiles(int count)
 {
     QFileInfoList list;
     for (int i = 0; i < count; ++i)
-        list.append(makeFile(QString(QChar(u'a' + i)) + u".rvt"_s, 100));
+        list.append(makeFile(QString(QChar(u'a' + i)) + u".rvt"_s));
     return list;
 }
 
-QFileInfoList tst_BatchPanel::startRun(BatchPanel &panel, int count)
+void tst_BatchPanel::play(const QFileInfoList &files, int index, Outcome outcome, int exitCode)
 {
-    const QFileInfoList files = makeFiles(count);
-    panel.setFiles(files);
-    panel.prepareForConversion();
-    return files;
+    const QString path = files.at(index).absoluteFilePath();
+    if (outcome != Outcome::NotStarted)
+        panel->onFileStarted(index + 1, int(files.size()), path);
+    if (outcome == Outcome::Finished)
+        panel->onFileFinished(index + 1, exitCode, path);
 }
 
-// Starts file `index` and, unless exitCode is -1 (still running) or -100 (never started), finishes it.
-void tst_BatchPanel::finish(BatchPanel &panel, const QFileInfoList &files, int index, int exitCode)
+QString tst_BatchPanel::statusText(int fileIndex) const
 {
-    if (exitCode == -100)
-        return;
-    panel.onFileStarted(index + 1, int(files.size()), files.at(index).absoluteFilePath());
-    if (exitCode != -1)
-        panel.onFileFinished(index + 1, exitCode, files.at(index).absoluteFilePath());
-}
-
-QString tst_BatchPanel::statusText(const BatchPanel &panel, int fileIndex) const
-{
-    const int row = panel.rowOfFile(fileIndex);
-    return row < 0 ? QString() : panel.table()->item(row, BatchPanel::StatusColumn)->text();
+    const int row = panel->rowOfFile(fileIndex);
+    return row < 0 ? QString() : panel->table()->item(row, BatchPanel::StatusColumn)->text();
 }
 
 void tst_BatchPanel::texts_data()
@@ -130,28 +132,23 @@ void tst_BatchPanel::texts()
     QCOMPARE(actual, expected);
 }
 
-void tst_BatchPanel::setFilesBuildsRowsAndClears()
+void tst_BatchPanel::setFilesSortsAndClears()
 {
-    BatchPanel panel;
-    QSignalSpy changed(&panel, &BatchPanel::activeFilesChanged);
-    const QFileInfoList files{makeFile(u"c.rvt"_s, 1023), makeFile(u"a.rvt"_s, 1024),
-                              makeFile(u"b.rfa"_s, 2048)};
-    panel.setFiles(files);
+    QSignalSpy changed(panel.get(), &BatchPanel::activeFilesChanged);
+    panel->setFiles({makeFile(u"c.rvt"_s, 1023), makeFile(u"a.rvt"_s, 1024), makeFile(u"b.rfa"_s, 2048)});
     QCOMPARE(changed.count(), 1);
-    auto *pages = panel.findChild<QStackedWidget *>(u"batchPages"_s);
+    auto *pages = panel->findChild<QStackedWidget *>(u"batchPages"_s);
     QCOMPARE(pages->currentIndex(), 1);
-    QCOMPARE(panel.findChild<QLabel *>(u"batchSummaryLabel"_s)->text(), u"3 file(s), 4.0 KB"_s);
-    QTableWidget *table = panel.table();
-    // Sorted by name, whatever the file order.
-    QCOMPARE(table->item(0, 0)->text(), u"a.rvt"_s);
-    QCOMPARE(table->item(2, 0)->text(), u"c.rvt"_s);
+    QCOMPARE(panel->findChild<QLabel *>(u"batchSummaryLabel"_s)->text(), u"3 file(s), 4.0 KB"_s);
+    // Sorted by name, whatever the file order; each file still finds its own row.
+    QCOMPARE(panel->table()->item(0, 0)->text(), u"a.rvt"_s);
     const QStringList sizes{u"1023 B"_s, u"1.0 KB"_s, u"2.0 KB"_s};
     for (int i = 0; i < 3; ++i) {
-        QCOMPARE(table->item(panel.rowOfFile(i), 2)->text(), sizes.at(i));
-        QCOMPARE(statusText(panel, i), u"Pending"_s);
+        QCOMPARE(panel->table()->item(panel->rowOfFile(i), BatchPanel::SizeColumn)->text(), sizes.at(i));
+        QCOMPARE(statusText(i), u"Pending"_s);
     }
-    QSignalSpy cleared(&panel, &BatchPanel::filesCleared);
-    panel.findChild<QPushButton *>(u"batchClearButton"_s)->click();
+    QSignalSpy cleared(panel.get(), &BatchPanel::filesCleared);
+    panel->findChild<QPushButton *>(u"batchClearButton"_s)->click();
     QCOMPARE(cleared.count(), 1);
     QCOMPARE(changed.count(), 2);
     QCOMPARE(pages->currentIndex(), 0);
@@ -177,157 +174,170 @@ void tst_BatchPanel::finishedCells()
     QFETCH(QString, text);
     QFETCH(QString, colour);
     QFETCH(QString, toolTip);
-    BatchPanel panel;
-    const QFileInfoList files = startRun(panel, 2);
-    panel.onFileStarted(1, 2, files.at(0).absoluteFilePath());
+    const QFileInfoList files = makeFiles(2);
+    panel->setFiles(files);
+    panel->prepareForConversion();
+    play(files, 0, Outcome::Running);
     QTest::qWait(5);
-    panel.onFileFinished(1, exitCode, files.at(0).absoluteFilePath());
-    QTableWidgetItem *cell = panel.table()->item(panel.rowOfFile(0), 3);
+    play(files, 0, Outcome::Finished, exitCode);
+    QTableWidgetItem *cell = panel->table()->item(panel->rowOfFile(0), BatchPanel::StatusColumn);
     QCOMPARE(cell->text(), text);
     QCOMPARE(cell->foreground().color(), QColor(colour));
     QCOMPARE(cell->toolTip(), toolTip);
-    QVERIFY(panel.table()->item(panel.rowOfFile(0), 4)->text().endsWith(u" ms"_s));
+    QVERIFY(panel->table()->item(panel->rowOfFile(0), BatchPanel::DurationColumn)->text().endsWith(u" ms"_s));
 }
 
-void tst_BatchPanel::runTransitions()
+void tst_BatchPanel::cancelStopsRunningAndCancelsWaiting()
 {
-    BatchPanel panel;
     const QFileInfoList files = makeFiles(4);
-    panel.setFiles(files);
-    panel.disableFile(3);
-    panel.prepareForConversion();
-    auto *skip = panel.findChild<QPushButton *>(u"batchSkipButton"_s);
+    panel->setFiles(files);
+    panel->disableFile(3);
+    panel->prepareForConversion();
+    auto *skip = panel->findChild<QPushButton *>(u"batchSkipButton"_s);
     QVERIFY(!skip->isHidden());
-    QCOMPARE(panel.exitCodeOf(3), -4);
-    QSignalSpy skipRequests(&panel, &BatchPanel::skipCurrentRequested);
+    QCOMPARE(panel->exitCodeOf(3), -4);
+    QSignalSpy skipRequests(panel.get(), &BatchPanel::skipCurrentRequested);
     skip->click();
     QCOMPARE(skipRequests.count(), 1);
 
-    panel.onFileStarted(1, 3, files.at(0).absoluteFilePath());
-    QCOMPARE(statusText(panel, 0), u"Running..."_s);
-    panel.onFileFinished(1, 0, files.at(0).absoluteFilePath());
-    panel.onFileStarted(2, 3, files.at(1).absoluteFilePath());
-    panel.onCancelled();
-    QCOMPARE(panel.statusOf(0), FileStatus::Done);
-    QCOMPARE(panel.statusOf(1), FileStatus::Stopped);
-    QCOMPARE(panel.exitCodeOf(1), -2);
-    QCOMPARE(panel.statusOf(2), FileStatus::Canceled);
-    QCOMPARE(panel.exitCodeOf(2), -2);
-    QCOMPARE(statusText(panel, 3), u"Disabled"_s);
-    QVERIFY(!panel.table()->item(panel.rowOfFile(1), 4)->text().isEmpty());
-    QVERIFY(panel.table()->item(panel.rowOfFile(2), 4)->text().isEmpty());
+    play(files, 0, Outcome::Running);
+    QCOMPARE(statusText(0), u"Running..."_s);
+    play(files, 0, Outcome::Finished, 0);
+    play(files, 1, Outcome::Running);
+    panel->onCancelled();
+    QVERIFY(skip->isHidden());
+    const QList<FileStatus> expected{FileStatus::Done, FileStatus::Stopped, FileStatus::Canceled,
+                                     FileStatus::Disabled};
+    const QList<int> codes{0, -2, -2, -4};
+    for (int i = 0; i < 4; ++i) {
+        QCOMPARE(panel->statusOf(i), expected.at(i));
+        QCOMPARE(panel->exitCodeOf(i), codes.at(i));
+    }
+    // The stopped file ran for a while; the canceled one never did.
+    QVERIFY(!panel->table()->item(panel->rowOfFile(1), BatchPanel::DurationColumn)->text().isEmpty());
+    QVERIFY(panel->table()->item(panel->rowOfFile(2), BatchPanel::DurationColumn)->text().isEmpty());
+    QCOMPARE(panel->filesWithStatus({FileStatus::Stopped, FileStatus::Canceled}),
+             (QFileInfoList{files.at(1), files.at(2)}));
 }
 
 void tst_BatchPanel::disableDuringRun_data()
 {
-    QTest::addColumn<int>("exitCode"); // -1: still Running, -100: never started
-    QTest::addRow("pending") << -100;
-    QTest::addRow("running") << -1;
-    QTest::addRow("done") << 0;
+    QTest::addColumn<Outcome>("outcome");
+    QTest::addRow("pending") << Outcome::NotStarted;
+    QTest::addRow("running") << Outcome::Running;
+    QTest::addRow("done") << Outcome::Finished;
 }
 
 void tst_BatchPanel::disableDuringRun()
 {
-    QFETCH(int, exitCode);
-    BatchPanel panel;
-    const QFileInfoList files = startRun(panel, 3);
-    finish(panel, files, 1, exitCode);
-    const QString textBefore = statusText(panel, 1);
-    const int rowBefore = panel.rowOfFile(1);
+    QFETCH(Outcome, outcome);
+    const QFileInfoList files = makeFiles(3);
+    panel->setFiles(files);
+    panel->prepareForConversion();
+    play(files, 1, outcome);
+    const QString textBefore = statusText(1);
+    const int rowBefore = panel->rowOfFile(1);
     QStringList order;
-    connect(&panel, &BatchPanel::fileExcludedDuringConversion, this,
+    connect(panel.get(), &BatchPanel::fileExcludedDuringConversion, this,
             [&](const QString &p) { order.append(u"excluded "_s + p); });
-    connect(&panel, &BatchPanel::activeFilesChanged, this, [&] { order.append(u"changed"_s); });
-    panel.disableFile(1);
+    connect(panel.get(), &BatchPanel::activeFilesChanged, this, [&] { order.append(u"changed"_s); });
+    panel->disableFile(1);
 
-    if (exitCode != -100) { // only a waiting file can be disabled
+    if (outcome != Outcome::NotStarted) { // only a waiting file can be disabled
         QVERIFY(order.isEmpty());
-        QCOMPARE(statusText(panel, 1), textBefore);
-        QCOMPARE(panel.activeFiles().size(), 3);
+        QCOMPARE(statusText(1), textBefore);
+        QCOMPARE(panel->activeFiles().size(), 3);
         return;
     }
     QCOMPARE(order, (QStringList{u"excluded "_s + files.at(1).absoluteFilePath(), u"changed"_s}));
-    QCOMPARE(panel.exitCodeOf(1), -4);
-    QCOMPARE(panel.rowOfFile(1), rowBefore);
-    QCOMPARE(statusText(panel, 1), u"Disabled"_s);
-    QCOMPARE(panel.activeFiles(), (QFileInfoList{files.at(0), files.at(2)}));
-    QCOMPARE(panel.findChild<QLabel *>(u"batchSummaryLabel"_s)->text(), u"2 file(s), 200 B (1 disabled)"_s);
+    QCOMPARE(panel->exitCodeOf(1), -4);
+    // Greyed where it is, so the user does not lose track of it.
+    QCOMPARE(panel->rowOfFile(1), rowBefore);
+    QCOMPARE(statusText(1), u"Disabled"_s);
+    QCOMPARE(panel->activeFiles(), (QFileInfoList{files.at(0), files.at(2)}));
+    QCOMPARE(panel->findChild<QLabel *>(u"batchSummaryLabel"_s)->text(), u"2 file(s), 200 B (1 disabled)"_s);
 }
 
-void tst_BatchPanel::removeShiftsDisabledIndexesAndEnable()
+void tst_BatchPanel::removeKeepsRecordsTogether()
 {
-    BatchPanel panel;
-    const QFileInfoList files = startRun(panel, 3);
-    finish(panel, files, 2, 0);
-    panel.onConversionFinished();
-    QSignalSpy excluded(&panel, &BatchPanel::fileExcludedDuringConversion);
-    panel.disableFile(1);
-    QCOMPARE(excluded.count(), 0); // only during a run
-    panel.setAllowRemove(true);
+    const QFileInfoList files = makeFiles(3);
+    panel->setFiles(files);
+    panel->prepareForConversion();
+    play(files, 2, Outcome::Finished, 0);
+    panel->onConversionFinished();
+    panel->disableFile(1);
+    panel->setAllowRemove(true);
     QStringList order;
-    connect(&panel, &BatchPanel::fileRemoved, this,
+    connect(panel.get(), &BatchPanel::fileRemoved, this,
             [&](const QString &p) { order.append(u"removed "_s + p); });
-    connect(&panel, &BatchPanel::activeFilesChanged, this, [&] { order.append(u"changed"_s); });
-    panel.removeFile(0);
+    connect(panel.get(), &BatchPanel::activeFilesChanged, this, [&] { order.append(u"changed"_s); });
+    panel->removeFile(0);
 
+    // Every fact of a file moves with it: b keeps its disabling, c its result.
     QCOMPARE(order, (QStringList{u"removed "_s + files.at(0).absoluteFilePath(), u"changed"_s}));
-    QCOMPARE(panel.fileCount(), 2);
-    QVERIFY(panel.isDisabled(0));
-    QVERIFY(!panel.isDisabled(1));
-    QCOMPARE(panel.statusOf(1), FileStatus::Done);
-    QCOMPARE(panel.activeFiles(), QFileInfoList{files.at(2)});
-    // The path index follows the shift: c is still found by its path.
-    panel.prepareForConversion();
-    panel.onFileStarted(1, 1, files.at(2).absoluteFilePath());
-    QCOMPARE(panel.statusOf(1), FileStatus::Running);
+    QCOMPARE(panel->fileCount(), 2);
+    QVERIFY(panel->isDisabled(0));
+    QCOMPARE(panel->statusOf(1), FileStatus::Done);
+    QCOMPARE(panel->activeFiles(), QFileInfoList{files.at(2)});
+    // The path lookup follows the shift: c is still found by its path.
+    panel->prepareForConversion();
+    play(files, 2, Outcome::Running);
+    QCOMPARE(panel->statusOf(1), FileStatus::Running);
 
     // Enabling is refused during a run, and works once it is over.
-    panel.enableFile(0);
-    QVERIFY(panel.isDisabled(0));
-    panel.onConversionFinished();
-    order.clear();
-    panel.enableFile(0);
-    QCOMPARE(order, QStringList{u"changed"_s});
-    QVERIFY(!panel.isDisabled(0));
-    QVERIFY(!panel.table()->item(panel.rowOfFile(0), 0)->data(Qt::ForegroundRole).isValid());
+    panel->enableFile(0);
+    QVERIFY(panel->isDisabled(0));
+    panel->onConversionFinished();
+    panel->enableFile(0);
+    QVERIFY(!panel->isDisabled(0));
+    QVERIFY(!panel->table()->item(panel->rowOfFile(0), 0)->data(Qt::ForegroundRole).isValid());
 }
 
 void tst_BatchPanel::contextMenu_data()
 {
     QTest::addColumn<bool>("run");
-    QTest::addColumn<int>("exitCode"); // -100 pending, -1 running, else finished with it
+    QTest::addColumn<Outcome>("outcome");
+    QTest::addColumn<int>("exitCode");
     QTest::addColumn<bool>("disable");
-    QTest::addColumn<bool>("allowRemove");
+    QTest::addColumn<bool>("ownerActionEnabled");
     QTest::addColumn<QStringList>("actions");
     const QStringList tail{u"Open Folder"_s, u"Copy Path"_s};
-    QTest::addRow("idle") << false << -100 << false << false << QStringList{u"Disable"_s} + tail;
-    QTest::addRow("idle disabled") << false << -100 << true << true
-                                   << QStringList{u"Enable"_s} + tail + QStringList{u"Remove"_s};
-    QTest::addRow("run pending") << true << -100 << false << true
+    const QStringList remove{u"Remove"_s};
+    const QStringList owner{u"Retry Failed"_s};
+    QTest::addRow("idle") << false << Outcome::NotStarted << 0 << false << false
+                          << QStringList{u"Disable"_s} + tail + remove;
+    QTest::addRow("idle disabled, owner's action") << false << Outcome::NotStarted << 0 << true << true
+                                                   << QStringList{u"Enable"_s} + tail + remove + owner;
+    QTest::addRow("run pending") << true << Outcome::NotStarted << 0 << false << false
                                  << QStringList{u"Convert next"_s, u"Disable"_s} + tail;
-    QTest::addRow("run running") << true << -1 << false << true << tail;
-    QTest::addRow("run skipped") << true << -3 << false << true << QStringList{u"Convert next"_s} + tail;
-    QTest::addRow("run disabled") << true << -100 << true << true << tail;
+    QTest::addRow("run running") << true << Outcome::Running << 0 << false << false << tail;
+    QTest::addRow("run skipped") << true << Outcome::Finished << -3 << false << false
+                                 << QStringList{u"Convert next"_s} + tail;
+    QTest::addRow("run done") << true << Outcome::Finished << 0 << false << false << tail;
+    QTest::addRow("run disabled") << true << Outcome::NotStarted << 0 << true << false << tail;
 }
 
 void tst_BatchPanel::contextMenu()
 {
     QFETCH(bool, run);
+    QFETCH(Outcome, outcome);
     QFETCH(int, exitCode);
     QFETCH(bool, disable);
-    QFETCH(bool, allowRemove);
+    QFETCH(bool, ownerActionEnabled);
     QFETCH(QStringList, actions);
-    BatchPanel panel;
+    QAction retry(u"Retry Failed"_s);
+    retry.setEnabled(ownerActionEnabled);
+    panel->addContextMenuAction(&retry);
     const QFileInfoList files = makeFiles(2);
-    panel.setFiles(files);
-    panel.setAllowRemove(allowRemove);
+    panel->setFiles(files);
+    panel->setAllowRemove(true);
     if (disable)
-        panel.disableFile(0);
+        panel->disableFile(0);
     if (run) {
-        panel.prepareForConversion();
-        finish(panel, files, 0, exitCode);
+        panel->prepareForConversion();
+        play(files, 0, outcome, exitCode);
     }
-    std::unique_ptr<QMenu> menu(panel.createContextMenu(0, &panel));
+    std::unique_ptr<QMenu> menu(panel->createContextMenu(0, panel.get()));
     QVERIFY(menu);
     QStringList texts;
     for (QAction *action : menu->actions()) {
@@ -337,155 +347,79 @@ void tst_BatchPanel::contextMenu()
     QCOMPARE(texts, actions);
 }
 
-void tst_BatchPanel::convertNext()
+void tst_BatchPanel::convertNextOnlyWhereAllowed()
 {
-    BatchPanel panel;
     const QFileInfoList files = makeFiles(3);
-    panel.setFiles(files);
-    QSignalSpy requested(&panel, &BatchPanel::convertNextRequested);
-    panel.convertNext(0); // idle: not offered
+    panel->setFiles(files);
+    QSignalSpy requested(panel.get(), &BatchPanel::convertNextRequested);
+    panel->convertNext(0); // idle: not offered
     QCOMPARE(requested.count(), 0);
-    panel.prepareForConversion();
-    finish(panel, files, 0, 9);
-    finish(panel, files, 1, -1);
-    std::unique_ptr<QMenu> menu(panel.createContextMenu(0, &panel));
+    panel->prepareForConversion();
+    play(files, 0, Outcome::Finished, 9);
+    play(files, 1, Outcome::Running);
+    std::unique_ptr<QMenu> menu(panel->createContextMenu(0, panel.get()));
     menu->actions().first()->trigger();
     QCOMPARE(requested.count(), 1);
     QCOMPARE(requested.first().first().toString(), files.at(0).absoluteFilePath());
-    QCOMPARE(panel.statusOf(0), FileStatus::Pending);
-    panel.convertNext(1); // running: nothing
+    QCOMPARE(panel->statusOf(0), FileStatus::Pending);
+    QVERIFY(panel->table()->item(panel->rowOfFile(0), BatchPanel::DurationColumn)->text().isEmpty());
+    panel->convertNext(1); // running: nothing
     QCOMPARE(requested.count(), 1);
-    QCOMPARE(panel.statusOf(1), FileStatus::Running);
+    QCOMPARE(panel->statusOf(1), FileStatus::Running);
 }
 
 void tst_BatchPanel::rowsAreFoundAfterResorting()
 {
-    BatchPanel panel;
     QFileInfoList files;
     for (int i = 0; i < 40; ++i)
         files.append(makeFile(u"f%1.rvt"_s.arg(39 - i, 2, 10, QLatin1Char('0')), i));
-    panel.setFiles(files);
+    panel->setFiles(files);
     // Sorted by status, every status change moves rows under the panel's feet.
-    panel.table()->sortByColumn(BatchPanel::StatusColumn, Qt::DescendingOrder);
-    panel.prepareForConversion();
+    panel->table()->sortByColumn(BatchPanel::StatusColumn, Qt::DescendingOrder);
+    panel->prepareForConversion();
     for (int i = 0; i < files.size(); ++i) {
         if (i != 35) // disabled while waiting, so the run leaves it out
-            finish(panel, files, i, i % 3 == 0 ? 0 : (i % 3 == 1 ? 7 : -3));
+            play(files, i, Outcome::Finished, i % 3 == 0 ? 0 : (i % 3 == 1 ? 7 : -3));
         if (i == 20)
-            panel.disableFile(35);
+            panel->disableFile(35);
     }
     for (int i = 0; i < files.size(); ++i) {
-        const int row = panel.rowOfFile(i);
-        QCOMPARE(panel.table()->item(row, 0)->text(), files.at(i).fileName());
-        QCOMPARE(statusText(panel, i),
-                 i == 35 ? u"Disabled"_s
-                         : fileStatusText(fileStatusForExitCode(panel.exitCodeOf(i)), panel.exitCodeOf(i)));
+        QCOMPARE(panel->table()->item(panel->rowOfFile(i), 0)->text(), files.at(i).fileName());
+        const int code = panel->exitCodeOf(i);
+        QCOMPARE(statusText(i), i == 35 ? u"Disabled"_s : fileStatusText(fileStatusForExitCode(code), code));
     }
 }
 
-void tst_BatchPanel::openFolderFallsBackQuickly()
+void tst_BatchPanel::folderAndStatusClicks()
 {
-    // No session bus here: the desktop is asked to open the folder, at once.
+    const QFileInfoList files = makeFiles(2);
+    panel->setFiles(files);
+    panel->prepareForConversion();
+    play(files, 1, Outcome::Finished, 2);
+    QSignalSpy jump(panel.get(), &BatchPanel::jumpToLogError);
+    Q_EMIT panel->table()->cellClicked(panel->rowOfFile(0), BatchPanel::StatusColumn);
+    QCOMPARE(jump.count(), 0);
+    Q_EMIT panel->table()->cellClicked(panel->rowOfFile(1), BatchPanel::StatusColumn);
+    QCOMPARE(jump.count(), 1);
+    QCOMPARE(jump.first().first().toString(), u"b.rvt"_s);
+    Q_EMIT panel->table()->cellClicked(panel->rowOfFile(1), BatchPanel::FolderColumn);
+    const QList<Dialogs::Request> shown = dialogs.requestsOf(Dialogs::Kind::ShowInFolder);
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().text, files.at(1).absoluteFilePath());
+}
+
+void tst_BatchPanel::showInFolderFallsBackQuickly()
+{
+    // No session bus here: the desktop is asked to open the folder instead, at once.
     UrlCatcher catcher;
     QDesktopServices::setUrlHandler(u"file"_s, &catcher, "handle");
-    BatchPanel panel;
-    const QFileInfoList files = makeFiles(1);
-    panel.setFiles(files);
     QElapsedTimer clock;
     clock.start();
-    Q_EMIT panel.table()->cellClicked(0, BatchPanel::FolderColumn);
+    showFileInFolder(makeFile(u"x.rvt"_s).absoluteFilePath());
     QTRY_COMPARE_WITH_TIMEOUT(catcher.urls.size(), 1, 5000);
     QVERIFY2(clock.elapsed() < 3000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(catcher.urls.first(), QUrl::fromLocalFile(tmp.path()));
     QDesktopServices::unsetUrlHandler(u"file"_s);
-}
-
-void tst_BatchPanel::wholeRunWithController()
-{
-    // The input files are scripts for the fake converter that stands in for RvtExporter.exe.
-    const auto script = [&](const QString &name, const QByteArray &content) {
-        QFile file(tmp.filePath(name));
-        if (file.open(QIODevice::WriteOnly))
-            file.write(content);
-        return QFileInfo(file.fileName());
-    };
-    const QFileInfoList files{
-        script(u"a.rvt"_s, QByteArray()), // the fake's default: stages, progress, a warning, exit 0
-        script(u"b.rvt"_s, "stage Reading\nprogress 40\nerror Family could not be read\nexit 9\n"),
-        script(u"c.rvt"_s, "print \\e[32mgreen <line>\\e[0m & more\nhang\n"),
-        script(u"d.rvt"_s, "print never runs\n"),
-        script(u"e.rvt"_s, "warning careful\nprint [warn] second\n"),
-    };
-    QTemporaryDir output;
-
-    ConversionController controller;
-    controller.setConverter(makeRevitConverterInfo(true));
-    BatchPanel batch;
-    ProgressPanel log;
-    batch.show();
-    log.show();
-
-    // Wired as the main window wires them.
-    connect(&controller, &ConversionController::fileStarted, &batch, &BatchPanel::onFileStarted);
-    connect(&controller, &ConversionController::fileFinished, &batch, &BatchPanel::onFileFinished);
-    connect(&controller, &ConversionController::logOutput, &log, &ProgressPanel::appendLog);
-    connect(&controller, &ConversionController::errorOccurred, &log, [&](int code, const QString &file) {
-        log.appendLog(u"[ERROR] %1: %2"_s.arg(file, exitCodeMessage(code)));
-    });
-    connect(&controller, &ConversionController::allDone, &batch, &BatchPanel::onConversionFinished);
-    connect(&batch, &BatchPanel::skipCurrentRequested, &controller, &ConversionController::skipCurrent);
-    connect(&batch, &BatchPanel::fileExcludedDuringConversion, &controller,
-            &ConversionController::removeFromQueue);
-    connect(&batch, &BatchPanel::jumpToLogError, &log, &ProgressPanel::searchFor);
-
-    // The user disables d while a runs and skips c once it hangs.
-    QStringList started;
-    connect(&controller, &ConversionController::fileStarted, this, [&](int, int, const QString &path) {
-        started.append(QFileInfo(path).fileName());
-        if (path == files.at(0).absoluteFilePath())
-            batch.disableFile(3);
-        if (path == files.at(2).absoluteFilePath())
-            QTimer::singleShot(300, &batch,
-                               [&] { batch.findChild<QPushButton *>(u"batchSkipButton"_s)->click(); });
-    });
-    QSignalSpy done(&controller, &ConversionController::allDone);
-
-    batch.setFiles(files);
-    batch.prepareForConversion();
-    QStringList paths;
-    for (const QFileInfo &file : batch.activeFiles())
-        paths.append(file.absoluteFilePath());
-    controller.start(paths, ConversionOptions{}, output.path());
-    QVERIFY(done.wait(30000));
-
-    QCOMPARE(done.first(), (QVariantList{2, 1, 1}));
-    QCOMPARE(started, (QStringList{u"a.rvt"_s, u"b.rvt"_s, u"c.rvt"_s, u"e.rvt"_s}));
-    const QList<FileStatus> expected{FileStatus::Done, FileStatus::Failed, FileStatus::Skipped,
-                                     FileStatus::Disabled, FileStatus::Done};
-    for (int i = 0; i < files.size(); ++i)
-        QCOMPARE(batch.statusOf(i), expected.at(i));
-    QTableWidgetItem *failed = batch.table()->item(batch.rowOfFile(1), BatchPanel::StatusColumn);
-    QCOMPARE(failed->text(), u"Failed (9)"_s);
-    QCOMPARE(failed->toolTip(),
-             u"File appears to be corrupted or unreadable.\nClick to jump to error in log."_s);
-
-    // The log got every line, coloured lines as plain text, and counted the tags.
-    const QString text = log.plainText();
-    QVERIFY(!text.contains(QChar(0x1b)));
-    QVERIFY(text.contains(u"green <line> & more"_s));
-    QVERIFY(text.contains(u"[ERROR] Family could not be read"_s));
-    QVERIFY(text.contains(u"[ERROR] b.rvt: File appears to be corrupted or unreadable."_s));
-    QVERIFY(!text.contains(u"never runs"_s));
-    QCOMPARE(log.findChild<QLabel *>(u"logErrorCountLabel"_s)->text(), u"2 errors"_s);
-    QVERIFY(log.findChild<QLabel *>(u"logWarningCountLabel"_s)->isVisible());
-
-    // A click on the failed status finds the file in the log.
-    Q_EMIT batch.table()->cellClicked(batch.rowOfFile(1), BatchPanel::StatusColumn);
-    QCOMPARE(log.findChild<QLineEdit *>(u"logSearchEdit"_s)->text(), u"b.rvt"_s);
-    QCOMPARE(log.logView()->textCursor().selectedText(), u"b.rvt"_s);
-
-    QTRY_VERIFY2_WITH_TIMEOUT(runningChildProcesses().isEmpty(),
-                              qPrintable(runningChildProcesses().join(u", ")), 5000);
 }
 
 QTEST_MAIN(tst_BatchPanel)

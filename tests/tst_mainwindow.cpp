@@ -3,6 +3,7 @@
 // opening paths, remembered folders, and the run's requests reaching the controller.
 
 #include "app/mainwindow.h"
+#include "common/dialogs.h"
 #include "common/settingskeys.h"
 #include "conversion/conversioncontroller.h"
 #include "input/inputpanel.h"
@@ -14,10 +15,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QContextMenuEvent>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QProcess>
 #include <QProgressBar>
@@ -39,22 +40,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString appTitle = u"KVT Revit Community"_s;
-
 // Scripts for the stand-in converter (its grammar is at the top of its source).
 const QByteArray quickSuccess = "stage Exporting\nprogress 50\nprogress 100\n";
 const QByteArray versionFailure = "error broken model\nexit 2\n";
 const QByteArray hangs = "stage Waiting\nhang\n";
 const QByteArray slowSuccess = "stage Working\nprogress 10\nsleep 1500\nprogress 100\n";
 
-struct AskedQuestion
-{
-    QString text;
-    QMessageBox::StandardButtons buttons;
-    QMessageBox::StandardButton defaultButton;
-};
+const QString appTitle = u"KVT Revit Community"_s;
+
+// How a validation case sets the window up before START is pressed.
+enum class Setup { NoOutput, SingleFile, Folder, Multiple, MissingFile, AllDisabled };
 
 } // namespace
+
+Q_DECLARE_METATYPE(Setup)
+Q_DECLARE_METATYPE(InputMode)
 
 class TestMainWindow : public QObject
 {
@@ -81,7 +81,7 @@ private Q_SLOTS:
     void rememberedFoldersPerConverter();
     void titleAndProgressTextsWhileRunning();
     void convertNextAndDisableReachTheController();
-    void shortcutsStartAndStop();
+    void keyboardStartAndStop();
 
 private:
     MainWindow *makeWindow(const ConverterInfo &info = makeRevitConverterInfo(true));
@@ -95,16 +95,15 @@ private:
     QProgressBar *bar() const { return window->findChild<QProgressBar *>(u"progressBar"_s); }
     QLabel *progressText() const { return window->findChild<QLabel *>(u"progressTextLabel"_s); }
     QPushButton *button(const QString &name) const { return window->findChild<QPushButton *>(name); }
+    QStringList questions() const;
     int fileIndex(const QString &path) const;
     bool waitUntilRunning(const QString &path);
     void setOutputFolder();
 
     std::unique_ptr<QTemporaryDir> work;
+    std::unique_ptr<QSettings> settings;
+    std::unique_ptr<Dialogs> dialogs;
     std::unique_ptr<MainWindow> window;
-    QStringList errors;
-    QList<AskedQuestion> questions;
-    QMessageBox::StandardButton answer = QMessageBox::Yes;
-    QList<QUrl> openedUrls;
 };
 
 void TestMainWindow::initTestCase()
@@ -118,16 +117,12 @@ void TestMainWindow::initTestCase()
 
 void TestMainWindow::init()
 {
-    for (const QString &name : {appTitle, u"KVT IFC Community"_s}) {
-        QSettings settings(SettingsKeys::organisationName(), name);
-        settings.clear();
-        settings.setValue(SettingsKeys::autoCheckUpdates(), false);
-    }
     work = std::make_unique<QTemporaryDir>();
-    errors.clear();
-    questions.clear();
-    openedUrls.clear();
-    answer = QMessageBox::Yes;
+    settings = std::make_unique<QSettings>(work->filePath(u"settings.ini"_s), QSettings::IniFormat);
+    settings->setValue(SettingsKeys::autoCheckUpdates(), false);
+    dialogs = std::make_unique<Dialogs>();
+    dialogs->setScripted();
+    dialogs->setDefaultAnswer(QMessageBox::Yes);
 }
 
 void TestMainWindow::cleanup()
@@ -135,26 +130,24 @@ void TestMainWindow::cleanup()
     if (window && controller()->isRunning())
         controller()->stop();
     window.reset();
+    dialogs.reset();
+    settings.reset();
     work.reset();
 }
 
 MainWindow *TestMainWindow::makeWindow(const ConverterInfo &info)
 {
-    window = std::make_unique<MainWindow>(info);
-    MessageBoxes boxes;
-    boxes.showError = [this](QWidget *, const QString &text) { errors.append(text); };
-    boxes.ask = [this](QWidget *, const QString &text, QMessageBox::StandardButtons buttons,
-                       QMessageBox::StandardButton defaultButton) {
-        questions.append({text, buttons, defaultButton});
-        return answer;
-    };
-    window->setMessageBoxes(boxes);
-    window->setUrlOpener([this](const QUrl &url) {
-        openedUrls.append(url);
-        return true;
-    });
+    window = std::make_unique<MainWindow>(info, settings.get(), dialogs.get());
     window->show();
     return window.get();
+}
+
+QStringList TestMainWindow::questions() const
+{
+    QStringList texts;
+    for (const Dialogs::Request &request : dialogs->requestsOf(Dialogs::Kind::Question))
+        texts.append(request.text);
+    return texts;
 }
 
 QString TestMainWindow::writeScript(const QString &name, const QByteArray &script, const QString &folder)
@@ -202,7 +195,7 @@ void TestMainWindow::wholeRunThenRetryFailed()
     QSignalSpy started(controller(), &ConversionController::fileStarted);
 
     window->onStartRequested();
-    QVERIFY(errors.isEmpty());
+    QVERIFY(dialogs->requestsOf(Dialogs::Kind::Error).isEmpty());
     QVERIFY(window->isRunning());
     // A missing output folder is made, parents and all.
     QVERIFY(QFileInfo(work->filePath(u"out/nested"_s)).isDir());
@@ -254,43 +247,29 @@ void TestMainWindow::wholeRunThenRetryFailed()
 
     // The output folder the button opens is the one of the run.
     button(u"openOutputFolderButton"_s)->click();
-    QCOMPARE(openedUrls, QList<QUrl>{QUrl::fromLocalFile(work->filePath(u"out/nested"_s))});
+    const QList<Dialogs::Request> opened = dialogs->requestsOf(Dialogs::Kind::OpenUrl);
+    QCOMPARE(opened.size(), 1);
+    QCOMPARE(QUrl(opened.first().text), QUrl::fromLocalFile(work->filePath(u"out/nested"_s)));
 }
 
 void TestMainWindow::retryOfferedInTheFilesContextMenu()
 {
     makeWindow();
-    const QString a = writeScript(u"a.rvt"_s, quickSuccess);
-    const QString b = writeScript(u"b.rvt"_s, versionFailure);
-    window->openPaths({a, b});
+    window->openPaths({writeScript(u"a.rvt"_s, quickSuccess), writeScript(u"b.rvt"_s, versionFailure)});
     setOutputFolder();
-
     const auto menuTexts = [this] {
-        QTableWidget *table = batch()->table();
-        const QPoint pos = table->visualItemRect(table->item(0, 0)).center();
+        std::unique_ptr<QMenu> menu(batch()->createContextMenu(0, window.get()));
         QStringList texts;
-        QTimer::singleShot(0, this, [&texts] {
-            auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
-            if (!menu)
-                return;
-            for (const QAction *action : menu->actions())
-                texts.append(action->text());
-            menu->close();
-        });
-        QContextMenuEvent event(QContextMenuEvent::Mouse, pos, table->viewport()->mapToGlobal(pos));
-        QApplication::sendEvent(table->viewport(), &event);
+        for (const QAction *action : menu->actions())
+            texts.append(action->text());
         return texts;
     };
-
-    const QStringList before = menuTexts();
-    QVERIFY2(before.contains(u"Copy Path"_s), qPrintable(before.join(u'|')));
-    QVERIFY(!before.contains(u"Retry Failed"_s));
-
+    QVERIFY(!menuTexts().contains(u"Retry Failed"_s));
     window->onStartRequested();
     QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
     const QStringList after = menuTexts();
-    QVERIFY2(after.contains(u"Retry Failed"_s), qPrintable(after.join(u'|')));
-    QVERIFY(after.contains(u"Copy Path"_s));
+    QVERIFY2(after.contains(u"Retry Failed"_s) && after.contains(u"Copy Path"_s),
+             qPrintable(after.join(u'|')));
 }
 
 void TestMainWindow::stopAnsweredNoThenYes()
@@ -305,17 +284,17 @@ void TestMainWindow::stopAnsweredNoThenYes()
     window->onStartRequested();
     QVERIFY(waitUntilRunning(s));
 
-    answer = QMessageBox::No;
+    dialogs->setNextAnswer(QMessageBox::No);
     window->onStopRequested();
-    QCOMPARE(questions.size(), 1);
-    QCOMPARE(questions.at(0).text, u"Are you sure you want to stop the process?"_s);
-    QCOMPARE(questions.at(0).buttons, QMessageBox::Yes | QMessageBox::No);
-    QCOMPARE(questions.at(0).defaultButton, QMessageBox::No);
+    const QList<Dialogs::Request> asked = dialogs->requestsOf(Dialogs::Kind::Question);
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked.at(0).text, u"Are you sure you want to stop the process?"_s);
+    QCOMPARE(asked.at(0).buttons, QMessageBox::Yes | QMessageBox::No);
+    QCOMPARE(asked.at(0).defaultButton, QMessageBox::No);
     QVERIFY(window->isRunning());
     QVERIFY(controller()->isRunning());
     QCOMPARE(button(u"startButton"_s)->text(), u"STOP"_s);
 
-    answer = QMessageBox::Yes;
     window->onStopRequested();
     QVERIFY(!window->isRunning());
     QVERIFY(!controller()->isRunning());
@@ -357,13 +336,10 @@ void TestMainWindow::stopQuestionOutlivedByTheRun()
     QVERIFY(waitUntilRunning(s));
 
     // The user takes longer to answer than the run takes to end.
-    MessageBoxes slowUser;
-    slowUser.ask = [this](QWidget *, const QString &, QMessageBox::StandardButtons,
-                          QMessageBox::StandardButton) {
+    dialogs->setNextAnswer([this] {
         const bool ended = QTest::qWaitFor([this] { return !controller()->isRunning(); }, 10000);
         return ended ? QMessageBox::Yes : QMessageBox::No;
-    };
-    window->setMessageBoxes(slowUser);
+    });
     window->onStopRequested();
 
     QVERIFY(!controller()->isRunning());
@@ -390,17 +366,17 @@ void TestMainWindow::closeWhileRunning()
     window->onStartRequested();
     QVERIFY(waitUntilRunning(h));
 
-    answer = quit ? QMessageBox::Yes : QMessageBox::No;
+    dialogs->setNextAnswer(quit ? QMessageBox::Yes : QMessageBox::No);
     QCOMPARE(window->close(), quit);
-    QCOMPARE(questions.size(), 1);
-    QCOMPARE(questions.at(0).text, u"A conversion is in progress. Quit anyway?"_s);
-    QCOMPARE(questions.at(0).defaultButton, QMessageBox::No);
+    const QList<Dialogs::Request> asked = dialogs->requestsOf(Dialogs::Kind::Question);
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked.at(0).text, u"A conversion is in progress. Quit anyway?"_s);
+    QCOMPARE(asked.at(0).defaultButton, QMessageBox::No);
     QCOMPARE(controller()->isRunning(), !quit);
     QCOMPARE(window->isVisible(), !quit);
-    const QSettings settings(SettingsKeys::organisationName(), appTitle);
     if (quit) {
-        QCOMPARE(settings.value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
-        QVERIFY(!settings.value(SettingsKeys::windowGeometry()).toByteArray().isEmpty());
+        QCOMPARE(settings->value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
+        QVERIFY(!settings->value(SettingsKeys::windowGeometry()).toByteArray().isEmpty());
     }
     // Quitting does not leave the hung converter behind.
     const QList<QProcess *> processes = controller()->findChildren<QProcess *>();
@@ -412,47 +388,51 @@ void TestMainWindow::closeWhileRunning()
 
 void TestMainWindow::validationMessagesInOrder_data()
 {
-    QTest::addColumn<QString>("setup");
+    QTest::addColumn<Setup>("setup");
     QTest::addColumn<QString>("message");
-
     QTest::addRow("no output folder comes first")
-        << u"no-output"_s << u"Please, enter the output directory."_s;
-    QTest::addRow("single file, none chosen") << u"single"_s << u"Please, select the project file."_s;
-    QTest::addRow("folder, none chosen") << u"folder"_s << u"Please, enter the input directory."_s;
-    QTest::addRow("multiple, empty list") << u"multiple"_s << u"Please, select files to convert."_s;
-    QTest::addRow("a chosen file that is not there") << u"missing-file"_s << u"No active files to convert."_s;
-    QTest::addRow("every file disabled") << u"all-disabled"_s << u"No active files to convert."_s;
+        << Setup::NoOutput << u"Please, enter the output directory."_s;
+    QTest::addRow("single file, none chosen") << Setup::SingleFile << u"Please, select the project file."_s;
+    QTest::addRow("folder, none chosen") << Setup::Folder << u"Please, enter the input directory."_s;
+    QTest::addRow("multiple, empty list") << Setup::Multiple << u"Please, select files to convert."_s;
+    QTest::addRow("a chosen file that is not there")
+        << Setup::MissingFile << u"No active files to convert."_s;
+    QTest::addRow("every file disabled") << Setup::AllDisabled << u"No active files to convert."_s;
 }
 
 void TestMainWindow::validationMessagesInOrder()
 {
-    QFETCH(QString, setup);
+    QFETCH(Setup, setup);
+    QFETCH(QString, message);
     makeWindow();
-    if (setup != "no-output"_L1)
+    if (setup != Setup::NoOutput)
         setOutputFolder();
-    if (setup == "folder"_L1) {
-        input()->setFolderMode();
-    } else if (setup == "multiple"_L1) {
-        input()->setMultipleMode();
-    } else if (setup == "missing-file"_L1) {
+    switch (setup) {
+    case Setup::Folder: input()->setFolderMode(); break;
+    case Setup::Multiple: input()->setMultipleMode(); break;
+    case Setup::MissingFile:
         input()->setFilePath(work->filePath(u"gone.rvt"_s));
         Q_EMIT input()->inputChanged();
-    } else if (setup == "all-disabled"_L1) {
+        break;
+    case Setup::AllDisabled:
         window->openPaths({writeScript(u"a.rvt"_s, quickSuccess), writeScript(u"b.rvt"_s, quickSuccess)});
         batch()->disableFile(0);
         batch()->disableFile(1);
+        break;
+    case Setup::NoOutput:
+    case Setup::SingleFile: break;
     }
     QSignalSpy started(controller(), &ConversionController::fileStarted);
 
     window->onStartRequested();
-    QFETCH(QString, message);
-    QCOMPARE(errors, QStringList{message});
+    const QList<Dialogs::Request> shown = dialogs->requestsOf(Dialogs::Kind::Error);
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.first().text, message);
     QVERIFY(!window->isRunning());
     QVERIFY(!controller()->isRunning());
     QCOMPARE(started.size(), 0);
     // A failed check changes nothing, not even the remembered folders.
-    const QSettings settings(SettingsKeys::organisationName(), appTitle);
-    QVERIFY(!settings.contains(u"revit/lastOutputDir"_s));
+    QVERIFY(!settings->contains(u"revit/lastOutputDir"_s));
 }
 
 void TestMainWindow::confirmation_data()
@@ -464,11 +444,8 @@ void TestMainWindow::confirmation_data()
     const QString mode = u"Mode: Standard - 724 Revit Categories (Moderate)"_s;
     QTest::addRow("one file, cancelled")
         << 1 << int(QMessageBox::Cancel) << u"Convert f0.rvt (%1 B)?\n\n"_s.arg(quickSuccess.size()) + mode;
-    QTest::addRow("one file, confirmed")
-        << 1 << int(QMessageBox::Yes) << u"Convert f0.rvt (%1 B)?\n\n"_s.arg(quickSuccess.size()) + mode;
-    QTest::addRow("three files, cancelled")
-        << 3 << int(QMessageBox::Cancel)
-        << u"Convert 3 files (%1 B)?\n\n"_s.arg(3 * quickSuccess.size()) + mode;
+    QTest::addRow("three files, confirmed")
+        << 3 << int(QMessageBox::Yes) << u"Convert 3 files (%1 B)?\n\n"_s.arg(3 * quickSuccess.size()) + mode;
     QTest::addRow("three files, closed")
         << 3 << int(QMessageBox::NoButton)
         << u"Convert 3 files (%1 B)?\n\n"_s.arg(3 * quickSuccess.size()) + mode;
@@ -478,7 +455,7 @@ void TestMainWindow::confirmation()
 {
     QFETCH(int, fileCount);
     QFETCH(int, reply);
-    QSettings(SettingsKeys::organisationName(), appTitle).setValue(SettingsKeys::confirmBeforeStart(), true);
+    settings->setValue(SettingsKeys::confirmBeforeStart(), true);
     makeWindow();
     QStringList files;
     for (int i = 0; i < fileCount; ++i)
@@ -489,13 +466,14 @@ void TestMainWindow::confirmation()
     setOutputFolder();
     QSignalSpy started(controller(), &ConversionController::fileStarted);
 
-    answer = QMessageBox::StandardButton(reply);
+    dialogs->setNextAnswer(QMessageBox::StandardButton(reply));
     window->onStartRequested();
-    QCOMPARE(questions.size(), 1);
+    const QList<Dialogs::Request> asked = dialogs->requestsOf(Dialogs::Kind::Question);
+    QCOMPARE(asked.size(), 1);
     QFETCH(QString, question);
-    QCOMPARE(questions.at(0).text, question);
-    QCOMPARE(questions.at(0).buttons, QMessageBox::Yes | QMessageBox::Cancel);
-    QCOMPARE(questions.at(0).defaultButton, QMessageBox::Yes);
+    QCOMPARE(asked.at(0).text, question);
+    QCOMPARE(asked.at(0).buttons, QMessageBox::Yes | QMessageBox::Cancel);
+    QCOMPARE(asked.at(0).defaultButton, QMessageBox::Yes);
     if (reply == QMessageBox::Yes) {
         QVERIFY(window->isRunning());
         QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
@@ -509,49 +487,55 @@ void TestMainWindow::confirmation()
 
 void TestMainWindow::openPaths_data()
 {
-    QTest::addColumn<QString>("kind");
-    QTest::addRow("a folder wins over files") << u"folder"_s;
-    QTest::addRow("one accepted file") << u"one"_s;
-    QTest::addRow("several files") << u"several"_s;
-    QTest::addRow("junk only") << u"junk"_s;
-    QTest::addRow("nothing") << u"nothing"_s;
+    // Names stand for paths made by the test: "models" a folder with two accepted files and
+    // one of another converter, "work" the test's folder, "gone.rvt" a path that is not there.
+    QTest::addColumn<QStringList>("names");
+    QTest::addColumn<InputMode>("mode");
+    QTest::addColumn<QString>("chosen");
+    QTest::addColumn<int>("files");
+    QTest::addRow("a folder wins over files")
+        << QStringList{u"a.rvt"_s, u"models"_s, u"work"_s} << InputMode::Folder << u"models"_s << 2;
+    QTest::addRow("one accepted file")
+        << QStringList{u"notes.txt"_s, u"a.rvt"_s, u"gone.rvt"_s} << InputMode::SingleFile << u"a.rvt"_s << 1;
+    QTest::addRow("several files") << QStringList{u"b.rfa"_s, u"notes.txt"_s, u"a.rvt"_s}
+                                   << InputMode::MultipleFiles << QString() << 2;
+    QTest::addRow("junk only") << QStringList{u"notes.txt"_s, u"gone/"_s, QString()} << InputMode::SingleFile
+                               << QString() << 0;
+    QTest::addRow("nothing") << QStringList() << InputMode::SingleFile << QString() << 0;
 }
 
 void TestMainWindow::openPaths()
 {
-    QFETCH(QString, kind);
+    QFETCH(QStringList, names);
+    QFETCH(InputMode, mode);
+    QFETCH(QString, chosen);
+    QFETCH(int, files);
     makeWindow();
-    const QString folder = work->filePath(u"models"_s);
-    writeScript(u"x.rvt"_s, quickSuccess, folder);
-    writeScript(u"y.RFA"_s, quickSuccess, folder);
-    writeScript(u"z.ifc"_s, quickSuccess, folder);
-    const QString a = writeScript(u"a.rvt"_s, quickSuccess);
-    const QString b = writeScript(u"b.rfa"_s, quickSuccess);
-    const QString notes = writeScript(u"notes.txt"_s, "text");
+    const QString models = work->filePath(u"models"_s);
+    writeScript(u"x.rvt"_s, quickSuccess, models);
+    writeScript(u"y.RFA"_s, quickSuccess, models);
+    writeScript(u"z.ifc"_s, quickSuccess, models);
+    writeScript(u"a.rvt"_s, quickSuccess);
+    writeScript(u"b.rfa"_s, quickSuccess);
+    writeScript(u"notes.txt"_s, "text");
+    const auto path = [this](const QString &name) {
+        return name.isEmpty() ? QString() : name == u"work"_s ? work->path() : work->filePath(name);
+    };
+    QStringList paths;
+    for (const QString &name : std::as_const(names))
+        paths.append(path(name));
 
-    if (kind == "folder"_L1) {
-        window->openPaths({a, folder, work->path()});
-        QVERIFY(input()->isFolderMode());
-        QCOMPARE(input()->folderPath(), QFileInfo(folder).absoluteFilePath());
-        QTRY_COMPARE(batch()->fileCount(), 2);
-    } else if (kind == "one"_L1) {
-        window->openPaths({notes, a, u"/no/such/file.rvt"_s});
-        QVERIFY(input()->isSingleFileMode());
-        QCOMPARE(input()->filePath(), QFileInfo(a).absoluteFilePath());
-        QTRY_COMPARE(batch()->fileCount(), 1);
-    } else if (kind == "several"_L1) {
-        window->openPaths({b, notes, a});
-        QVERIFY(input()->isMultipleMode());
-        QCOMPARE(input()->selectedFiles().size(), 2);
-        QCOMPARE(batch()->fileCount(), 2);
-        QCOMPARE(batch()->activeFiles().at(0).absoluteFilePath(), QFileInfo(b).absoluteFilePath());
+    window->openPaths(paths);
+    const InputSelection selection = input()->selection();
+    QCOMPARE(selection.mode, mode);
+    QCOMPARE(mode == InputMode::Folder ? selection.folderPath : selection.filePath,
+             chosen.isEmpty() ? QString() : path(chosen));
+    QTRY_COMPARE(batch()->fileCount(), files);
+    if (mode == InputMode::MultipleFiles) {
+        // Kept in the order given, and shown at once in the Files tab.
+        QCOMPARE(batch()->activeFiles().at(0).absoluteFilePath(), path(u"b.rfa"_s));
         QCOMPARE(tabs()->currentIndex(), 2);
-    } else {
-        window->openPaths(kind == "junk"_L1 ? QStringList{notes, u"/no/such/dir/"_s, QString()}
-                                            : QStringList());
-        QVERIFY(input()->isSingleFileMode());
-        QVERIFY(input()->filePath().isEmpty());
-        QVERIFY(input()->folderPath().isEmpty());
+    } else if (files == 0) {
         QTest::qWait(100);
         QCOMPARE(batch()->fileCount(), 0);
         QCOMPARE(tabs()->currentIndex(), 0);
@@ -584,13 +568,10 @@ void TestMainWindow::rememberedFoldersPerConverter()
     setOutputFolder();
     window->onStartRequested();
     QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
-    {
-        const QSettings settings(SettingsKeys::organisationName(), appTitle);
-        QCOMPARE(settings.value(u"revit/lastInputDir"_s).toString(), QFileInfo(models).absoluteFilePath());
-        QCOMPARE(settings.value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
-        QCOMPARE(settings.value(u"revit/recentFiles"_s).toStringList(),
-                 QStringList{QFileInfo(models).absoluteFilePath()});
-    }
+    QCOMPARE(settings->value(u"revit/lastInputDir"_s).toString(), QFileInfo(models).absoluteFilePath());
+    QCOMPARE(settings->value(u"revit/lastOutputDir"_s).toString(), work->filePath(u"out/nested"_s));
+    QCOMPARE(settings->value(u"revit/recentFiles"_s).toStringList(),
+             QStringList{QFileInfo(models).absoluteFilePath()});
     window.reset();
 
     makeWindow();
@@ -685,7 +666,7 @@ void TestMainWindow::convertNextAndDisableReachTheController()
     QVERIFY(!controller()->isRunning());
 }
 
-void TestMainWindow::shortcutsStartAndStop()
+void TestMainWindow::keyboardStartAndStop()
 {
     makeWindow();
     window->activateWindow();
@@ -693,19 +674,28 @@ void TestMainWindow::shortcutsStartAndStop()
     const QString h = writeScript(u"h.rvt"_s, hangs);
     window->openPaths({h, writeScript(u"i.rvt"_s, quickSuccess)});
     setOutputFolder();
+    auto *search = log()->findChild<QLineEdit *>(u"logSearchEdit"_s);
+    const auto escapeInSearchField = [&] {
+        QTest::keyClick(window.get(), Qt::Key_F, Qt::ControlModifier);
+        search->setFocus();
+        QTest::keyClick(search, Qt::Key_Escape);
+    };
 
-    // Escape while idle asks nothing.
+    // Idle, Escape asks nothing; in the search field it only closes the search bar.
     QTest::keyClick(window.get(), Qt::Key_Escape);
-    QVERIFY(questions.isEmpty());
+    escapeInSearchField();
+    QVERIFY(!search->isVisible());
+    QVERIFY(questions().isEmpty());
+
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
     QVERIFY(window->isRunning());
     QVERIFY(waitUntilRunning(h));
     // A second Ctrl+Return during the run starts nothing new.
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
-    QVERIFY(questions.isEmpty());
-    answer = QMessageBox::Yes;
-    QTest::keyClick(window.get(), Qt::Key_Escape);
-    QCOMPARE(questions.size(), 1);
+    QVERIFY(questions().isEmpty());
+    // Running, Escape stops the run wherever the focus is, the search field included.
+    escapeInSearchField();
+    QCOMPARE(questions(), QStringList{u"Are you sure you want to stop the process?"_s});
     QVERIFY(!window->isRunning());
     QCOMPARE(batch()->statusOf(fileIndex(h)), FileStatus::Stopped);
 }
