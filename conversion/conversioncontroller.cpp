@@ -74,6 +74,7 @@ void ConversionController::start(const QStringList &files, const ConversionOptio
     killProcess();
 
     queue.clear();
+    requestedNext = 0;
     currentIndex = 0;
     totalFiles = static_cast<int>(files.size());
     successCount = 0;
@@ -107,6 +108,8 @@ void ConversionController::startNextFile()
     }
 
     const ConversionOptions entry = queue.takeFirst();
+    if (requestedNext > 0)
+        --requestedNext;
     ++currentIndex;
     ++fileSerial;
     currentFile = entry.inputPath;
@@ -330,7 +333,11 @@ void ConversionController::handleLine(QByteArrayView bytes)
 
 void ConversionController::onLogFlush()
 {
+    // Whichever path flushed, the next timed flush is a whole interval away, so blocks
+    // reach the view at the timer's rhythm and never a few milliseconds apart.
     lastFlush.start();
+    if (flushTimer.isActive())
+        flushTimer.start();
     if (logBuffer.isEmpty())
         return;
     // Taken out first, so a receiver that stops the run finds nothing left to flush.
@@ -430,6 +437,7 @@ void ConversionController::stop()
         return;
     running = false;
     queue.clear();
+    requestedNext = 0;
     flushTimer.stop();
     killProcess();
     onLogFlush();
@@ -445,7 +453,15 @@ void ConversionController::releaseBuffers()
 
 void ConversionController::removeFromQueue(const QString &filePath)
 {
-    const auto removed = queue.removeIf([&](const ConversionOptions &o) { return o.inputPath == filePath; });
+    qsizetype removed = 0;
+    for (qsizetype i = queue.size() - 1; i >= 0; --i) {
+        if (queue.at(i).inputPath != filePath)
+            continue;
+        queue.removeAt(i);
+        ++removed;
+        if (i < requestedNext)
+            --requestedNext;
+    }
     // Never below the files already started, which the percentages divide by.
     totalFiles = std::max(totalFiles - static_cast<int>(removed), currentIndex);
 }
@@ -458,14 +474,18 @@ void ConversionController::convertNext(const QString &filePath)
     const auto it = std::find_if(queue.begin(), queue.end(), [&](const ConversionOptions &o) {
         return o.inputPath == filePath || o.inputPath == absolutePath;
     });
+    // Requests run in the order they were asked, all of them before the rest of the queue.
     if (it != queue.end()) {
+        const qsizetype at = it - queue.begin();
+        if (at < requestedNext)
+            return;
         ConversionOptions entry = std::move(*it);
-        queue.erase(it);
-        queue.prepend(std::move(entry));
+        queue.removeAt(at);
+        queue.insert(requestedNext++, std::move(entry));
         return;
     }
     ConversionOptions entry = runOptions;
     entry.inputPath = absolutePath;
-    queue.prepend(std::move(entry));
+    queue.insert(requestedNext++, std::move(entry));
     ++totalFiles;
 }

@@ -30,8 +30,9 @@ public:
     void stop();
     void skipCurrent();
     void removeFromQueue(const QString &filePath);
-    // During a run, makes filePath the very next file to run: moved to the front if it is
-    // still queued, otherwise added at the front (and counted in totalFiles). Idle: nothing.
+    // During a run, makes filePath run next, after the files asked for earlier in the same
+    // way: moved forward if it is still queued, otherwise added (and counted in totalFiles).
+    // Idle: nothing.
     void convertNext(const QString &filePath);
     bool isRunning() const { return running; }
 
@@ -77,6 +78,8 @@ private:
     ConverterInfo converter;
     QProcess *process = nullptr;
     QList<ConversionOptions> queue;
+    // How many files at the front of the queue are there by convertNext, in the order asked.
+    qsizetype requestedNext = 0;
     int currentIndex = 0;
     int totalFiles = 0;
     int successCount = 0;

@@ -294,12 +294,9 @@ void InputPanel::onBrowseFile()
     if (path.isEmpty())
         return;
     rememberDirectory(QFileInfo(path).absolutePath());
+    // The mode stays as the user set it, also when this is reached from the File menu.
     fileEdit->setText(path);
-    // Reached from the menu in any mode; the chosen file only makes sense in its own mode.
-    if (singleFileRadio->isChecked())
-        Q_EMIT inputChanged();
-    else
-        singleFileRadio->setChecked(true);
+    Q_EMIT inputChanged();
 }
 
 void InputPanel::onBrowseFolder()
@@ -310,10 +307,7 @@ void InputPanel::onBrowseFolder()
     const QString folder = QDir(answer).absolutePath();
     rememberDirectory(folder);
     folderEdit->setText(folder);
-    if (folderRadio->isChecked())
-        Q_EMIT inputChanged();
-    else
-        folderRadio->setChecked(true);
+    Q_EMIT inputChanged();
 }
 
 void InputPanel::onBrowseFiles()

@@ -133,7 +133,6 @@ void InputScanner::startScan(const QString &path, const QStringList &nameFilters
     requestRecursive = includeSubfolders;
 
     if (path.isEmpty()) {
-        // Also outdates any scan still running, so its list cannot come back afterwards.
         ++generation;
         showNoFiles();
         Q_EMIT scanComplete({});
@@ -229,6 +228,9 @@ void InputScanner::applyList(const QFileInfoList &files, bool emitList)
 
 void InputScanner::stopWatching()
 {
+    // A scan still in flight serves what was asked before: its list must not come back and
+    // put the watch back (a run has begun, or a hand-picked list replaced the folder).
+    ++generation;
     const QStringList paths = watcher->directories() + watcher->files();
     if (!paths.isEmpty())
         watcher->removePaths(paths);

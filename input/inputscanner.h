@@ -86,6 +86,8 @@ private:
     ScanStats lastStats;
     bool hasStats = false;
     QString watchedDir;
+    // Counts every call that changes what the scanner serves (start, file list, stop); a
+    // scan whose request is not the latest is dropped when it ends.
     quint32 generation = 0;
     bool autoRescan = true;
     QString requestPath;

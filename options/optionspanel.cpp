@@ -224,11 +224,6 @@ void OptionsPanel::buildOptions(const ConverterInfo &info, QWidget *parent)
                                      tr("Adds Appearance, Dependency, Deferred, DeferredProp,\n"
                                         "and Computed parent parameter columns to XLSX output.\n"
                                         "Auto-enabled in Full Dump mode."));
-    if (checkExtendedParents) {
-        // Only the user's own clicks count as their choice; the forcing below uses setChecked.
-        connect(checkExtendedParents, &QCheckBox::clicked, this,
-                [this](bool checked) { extendedParentsUserChoice = checked; });
-    }
     checkSchedules = addOption(info.supportsSchedules, u"checkSchedules"_s, tr("Export all Schedules"),
                                tr("Creates separate XLSX files for each schedule table\n"
                                   "Output: <filename>_schedule_<name>.xlsx per schedule"));

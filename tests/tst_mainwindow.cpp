@@ -81,6 +81,7 @@ private Q_SLOTS:
     void rememberedFoldersPerConverter();
     void titleAndProgressTextsWhileRunning();
     void convertNextAndDisableReachTheController();
+    void openFileFromTheMenuKeepsTheMode();
     void keyboardStartAndStop();
 
 private:
@@ -635,35 +636,59 @@ void TestMainWindow::titleAndProgressTextsWhileRunning()
 void TestMainWindow::convertNextAndDisableReachTheController()
 {
     makeWindow();
-    const QString a = writeScript(u"a.rvt"_s, slowSuccess);
-    const QString b = writeScript(u"b.rvt"_s, quickSuccess);
-    const QString c = writeScript(u"c.rvt"_s, quickSuccess);
-    const QString d = writeScript(u"d.rvt"_s, quickSuccess);
-    window->openPaths({a, b, c, d});
+    QStringList paths{writeScript(u"a.rvt"_s, slowSuccess)};
+    for (const QString &name : {u"b.rvt"_s, u"c.rvt"_s, u"d.rvt"_s, u"e.rvt"_s})
+        paths.append(writeScript(name, quickSuccess));
+    window->openPaths(paths);
     setOutputFolder();
     QSignalSpy started(controller(), &ConversionController::fileStarted);
 
     window->onStartRequested();
-    QVERIFY(waitUntilRunning(a));
-    const int indexOfB = fileIndex(b);
-    const int indexOfD = fileIndex(d);
+    QVERIFY(waitUntilRunning(paths.at(0)));
+    const int indexOfB = fileIndex(paths.at(1));
+    const int indexOfD = fileIndex(paths.at(3));
+    const int indexOfE = fileIndex(paths.at(4));
     batch()->disableFile(indexOfB);
+    // Two requests run in the order they were asked, both ahead of the rest.
+    batch()->convertNext(indexOfE);
     batch()->convertNext(indexOfD);
     QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
 
-    QCOMPARE(started.size(), 3);
-    QCOMPARE(started.at(1).at(2).toString(), QFileInfo(d).absoluteFilePath());
-    QCOMPARE(started.at(1).at(1).toInt(), 3);
-    QCOMPARE(started.at(2).at(2).toString(), QFileInfo(c).absoluteFilePath());
+    QStringList order;
+    for (const QList<QVariant> &arguments : std::as_const(started))
+        order.append(QFileInfo(arguments.at(2).toString()).fileName());
+    QCOMPARE(order, (QStringList{u"a.rvt"_s, u"e.rvt"_s, u"d.rvt"_s, u"c.rvt"_s}));
+    QCOMPARE(started.last().at(1).toInt(), 4);
     QCOMPARE(batch()->statusOf(indexOfB), FileStatus::Disabled);
-    QCOMPARE(progressText()->text(), u"3 file(s) converted successfully."_s);
+    QCOMPARE(progressText()->text(), u"4 file(s) converted successfully."_s);
 
     // Once idle, "convert next" has nothing to reach.
     started.clear();
-    window->onConvertNext(QFileInfo(b).absoluteFilePath());
+    window->onConvertNext(paths.at(1));
     QTest::qWait(100);
     QCOMPARE(started.size(), 0);
     QVERIFY(!controller()->isRunning());
+}
+
+void TestMainWindow::openFileFromTheMenuKeepsTheMode()
+{
+    makeWindow();
+    const QString models = work->filePath(u"models"_s);
+    const QString file = writeScript(u"x.rvt"_s, quickSuccess, models);
+    window->openPaths({models});
+    QVERIFY(input()->isFolderMode());
+
+    dialogs->setNextFileName(file);
+    const QList<QAction *> actions = window->findChildren<QAction *>();
+    const auto openFile = std::find_if(actions.begin(), actions.end(),
+                                       [](const QAction *a) { return a->shortcut() == QKeySequence::Open; });
+    QVERIFY(openFile != actions.end());
+    (*openFile)->trigger();
+
+    const InputSelection selection = input()->selection();
+    QCOMPARE(selection.mode, InputMode::Folder);
+    QCOMPARE(selection.filePath, file);
+    QCOMPARE(selection.folderPath, models);
 }
 
 void TestMainWindow::keyboardStartAndStop()
