@@ -593,6 +593,7 @@ void MainWindow::onStartRequested()
     }
 
     saveRememberedState();
+    syncSettings();
     recentFiles->add(RunFlow::recentEntry(inputPanel->selection(), active));
 
     tabWidget->setTabText(filesTabIndex, RunFlow::filesTabTitle(0));
@@ -863,6 +864,18 @@ void MainWindow::saveRememberedState()
     settings->setValue(SettingsKeys::windowGeometry(), saveGeometry());
 }
 
+void MainWindow::syncSettings()
+{
+    settings->sync();
+    // Said once: a read-only file or a full disk would otherwise lose every preference quietly.
+    if (settings->status() == QSettings::NoError || settingsProblemReported)
+        return;
+    settingsProblemReported = true;
+    showError(tr("Your preferences could not be saved to %1. Check that the file can be written and that "
+                 "the disk has room.")
+                  .arg(QDir::toNativeSeparators(settings->fileName())));
+}
+
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     if (controller->isRunning()) {
@@ -874,7 +887,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
         controller->stop();
     }
     saveRememberedState();
-    settings->sync();
+    syncSettings();
     event->accept();
 }
 

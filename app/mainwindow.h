@@ -112,6 +112,8 @@ private:
     void showSummary(int successCount, int failCount, int skipCount);
     void openOutputFolder();
     void saveRememberedState();
+    // Writes the settings out and tells the user, once, when they cannot be written.
+    void syncSettings();
     void updateTabPulse();
     void onTabChanged();
     void onStopFollowUp();
@@ -163,5 +165,6 @@ private:
     QTimer *stopFollowUpTimer = nullptr;
     // Set while a run start clears the log, so that only a clear by the user is announced.
     bool clearingLogForRun = false;
+    bool settingsProblemReported = false;
     Dialogs *dialogs;
 };

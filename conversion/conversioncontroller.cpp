@@ -1,6 +1,7 @@
 #include "conversion/conversioncontroller.h"
 
 #include "conversion/converteroutput.h"
+#include "conversion/processgroup.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -125,17 +126,21 @@ void ConversionController::startNextFile()
     const QStringList arguments = buildConverterArguments(converter, entry, outputDir);
 
     if (process) {
+        processGroup->terminate();
         disconnect(process, nullptr, this, nullptr);
         process->deleteLater();
         process = nullptr;
     }
 
     process = new QProcess(this);
+    processGroup = new ProcessGroup(process);
     process->setProcessChannelMode(QProcess::MergedChannels);
     connect(process, &QProcess::readyReadStandardOutput, this, &ConversionController::onProcessOutput);
     connect(process, &QProcess::finished, this, &ConversionController::onProcessFinished);
     connect(process, &QProcess::errorOccurred, this, &ConversionController::onProcessError);
     process->start(program, arguments, QIODevice::ReadWrite);
+    // A converter that asks a question gets end-of-file instead of waiting for an answer.
+    process->closeWriteChannel();
 }
 
 void ConversionController::onProcessError(QProcess::ProcessError error)
@@ -353,6 +358,9 @@ void ConversionController::onLogFlush()
 
 void ConversionController::onProcessFinished(int exitCode, QProcess::ExitStatus status)
 {
+    // Helper processes the converter left behind end with it.
+    if (processGroup)
+        processGroup->terminate();
     if (!running)
         return;
     finishedExitCode = reportedExitCode(exitCode, status);
@@ -423,7 +431,11 @@ void ConversionController::skipCurrent()
 
 void ConversionController::killProcess()
 {
-    if (!process || process->state() == QProcess::NotRunning)
+    if (!process)
+        return;
+    // The whole group, helpers included, also when the converter itself has already ended.
+    processGroup->terminate();
+    if (process->state() == QProcess::NotRunning)
         return;
     disconnect(process, nullptr, this, nullptr);
     process->kill();

@@ -13,6 +13,8 @@
 #include <QStringList>
 #include <QTimer>
 
+class ProcessGroup;
+
 // Runs one converter over a list of files, one child process at a time, and reports
 // every step as a signal. Owns no user interface.
 class ConversionController final : public QObject
@@ -77,6 +79,8 @@ private:
 
     ConverterInfo converter;
     QProcess *process = nullptr;
+    // The current process's group, its child.
+    ProcessGroup *processGroup = nullptr;
     QList<ConversionOptions> queue;
     // How many files at the front of the queue are there by convertNext, in the order asked.
     qsizetype requestedNext = 0;

@@ -29,12 +29,18 @@ QString errorText(const NativeHttpsResponse &response)
 
 } // namespace
 
+std::chrono::milliseconds httpsDeadlineFor(qint64 maxBytes)
+{
+    return std::chrono::milliseconds(maxBytes <= httpsJsonLimit ? 30000 : 60000);
+}
+
 HttpsResult httpsGet(const QString &url, qint64 maxBytes)
 {
     return httpsGet(url, maxBytes, httpsDefaultTimeout);
 }
 
-HttpsResult httpsGet(const QString &url, qint64 maxBytes, std::chrono::milliseconds timeout)
+HttpsResult httpsGet(const QString &url, qint64 maxBytes, std::chrono::milliseconds timeout,
+                     std::chrono::milliseconds deadline)
 {
     const QUrl parsed(url, QUrl::TolerantMode);
     if (!parsed.isValid() || parsed.scheme() != u"https"_s)
@@ -55,6 +61,8 @@ HttpsResult httpsGet(const QString &url, qint64 maxBytes, std::chrono::milliseco
     request.port = parsed.port(443);
     request.maxBytes = maxBytes;
     request.timeoutMs = static_cast<int>(timeout.count());
+    request.deadlineMs =
+        static_cast<int>((deadline.count() > 0 ? deadline : httpsDeadlineFor(maxBytes)).count());
     request.caBundlePath = qEnvironmentVariable("KVT_CA_BUNDLE").toStdString();
 
     const NativeHttpsResponse response = nativeHttpsGet(request);

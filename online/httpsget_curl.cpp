@@ -102,6 +102,7 @@ bool configure(CURL *curl, const NativeHttpsRequest &request, Transfer &transfer
         set(CURLOPT_CAPATH, static_cast<const char *>(nullptr));
     }
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.timeoutMs));
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(request.deadlineMs));
     set(CURLOPT_WRITEFUNCTION, &onBodyData);
     set(CURLOPT_WRITEDATA, static_cast<void *>(&transfer));
     set(CURLOPT_XFERINFOFUNCTION, &onProgress);

@@ -99,7 +99,15 @@ NativeHttpsResponse nativeHttpsGet(const NativeHttpsRequest &request)
         return response;
     }
 
+    // WinHTTP bounds each wait, not the whole transfer; a server that drips a byte now and
+    // then is cut off here.
+    const ULONGLONG deadline = GetTickCount64() + static_cast<ULONGLONG>(request.deadlineMs);
     for (;;) {
+        if (GetTickCount64() > deadline) {
+            response.error = NativeHttpsError::NetworkError;
+            response.body.clear();
+            break;
+        }
         DWORD available = 0;
         if (!WinHttpQueryDataAvailable(handles.request, &available) || available == 0)
             break;

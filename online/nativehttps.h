@@ -27,6 +27,8 @@ struct NativeHttpsRequest
     std::int64_t maxBytes = 0;
     // Resolving plus connecting may take this long, and so may a pause in the transfer.
     int timeoutMs = 5000;
+    // The whole request may take this long, however steadily a slow server drips.
+    int deadlineMs = 30000;
     // Trusted CA bundle replacing the system's (libcurl only); empty means the system's.
     std::string caBundlePath;
 };

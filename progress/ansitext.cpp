@@ -3,48 +3,108 @@
 #include "common/statuscolours.h"
 
 #include <QColor>
-#include <QRegularExpression>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-// Walks a line once and reports its text pieces and the SGR commands between them, so
-// the HTML and the run list are always produced from the same reading of the line.
-template <typename Sink> void scanAnsi(const QString &line, Sink &sink)
+constexpr char16_t escape = 0x1b;
+
+bool isSgrParameters(QStringView params)
 {
-    // Most converter lines carry no escape at all; they need no pattern match.
-    if (!line.contains(QChar(0x1b))) {
-        sink.text(QStringView(line));
+    return std::all_of(params.begin(), params.end(), [](QChar c) { return c.isDigit() || c == u';'; });
+}
+
+template <typename Sink> void applySgr(QStringView params, Sink &sink)
+{
+    if (params.isEmpty() || params == u"0") {
+        sink.reset();
         return;
     }
-    static const QRegularExpression pattern(u"\\x1b\\[([0-9;]*)m"_s);
-    qsizetype pos = 0;
-    auto it = pattern.globalMatch(line);
-    while (it.hasNext()) {
-        const auto match = it.next();
-        if (match.capturedStart() > pos)
-            sink.text(QStringView(line).mid(pos, match.capturedStart() - pos));
-        pos = match.capturedEnd();
-        const QStringView params = match.capturedView(1);
-        if (params.isEmpty() || params == u"0") {
+    for (const QStringView part : params.tokenize(u';')) {
+        bool ok = false;
+        const int code = part.toInt(&ok, 10);
+        if (!ok)
+            continue;
+        if (code == 0)
             sink.reset();
+        else if (code == 1)
+            sink.bold();
+        else if (!ansiPaletteColour(code).isEmpty())
+            sink.colour(code);
+    }
+}
+
+// Where the escape sequence starting at `start` ends. A CSI sequence runs to its final
+// byte, an OSC one (hyperlinks, window titles) to BEL or ESC \, anything else to the first
+// byte after its intermediates. *sgr is set to the parameters of a colour sequence.
+qsizetype sequenceEnd(QStringView line, qsizetype start, QStringView *sgr)
+{
+    const auto in = [&line](qsizetype i, char16_t low, char16_t high) {
+        return i < line.size() && line[i].unicode() >= low && line[i].unicode() <= high;
+    };
+    qsizetype i = start + 1;
+    if (i < line.size() && line[i] == u'[') {
+        const qsizetype paramsStart = ++i;
+        while (in(i, 0x30, 0x3f))
+            ++i;
+        const qsizetype paramsEnd = i;
+        while (in(i, 0x20, 0x2f))
+            ++i;
+        if (!in(i, 0x40, 0x7e))
+            return i;
+        if (line[i] == u'm' && paramsEnd == i &&
+            isSgrParameters(line.mid(paramsStart, paramsEnd - paramsStart)))
+            *sgr = line.mid(paramsStart, paramsEnd - paramsStart);
+        return i + 1;
+    }
+    if (i < line.size() && line[i] == u']') {
+        for (++i; i < line.size(); ++i) {
+            if (line[i] == u'\a')
+                return i + 1;
+            if (line[i] == escape && i + 1 < line.size() && line[i + 1] == u'\\')
+                return i + 2;
+        }
+        return i;
+    }
+    while (in(i, 0x20, 0x2f))
+        ++i;
+    return std::min(i + 1, line.size());
+}
+
+// Walks a line once and reports its text pieces and the colour commands between them, so
+// the HTML and the run list are always produced from the same reading of the line. Other
+// escape sequences (cursor moves, erase line, hyperlinks) are dropped, and a NUL shows as
+// a visible symbol instead of cutting the line short in the view.
+template <typename Sink> void scanAnsi(const QString &line, Sink &sink)
+{
+    const QStringView view(line);
+    qsizetype textStart = 0;
+    qsizetype i = 0;
+    while (i < view.size()) {
+        const char16_t c = view[i].unicode();
+        if (c != escape && c != 0) {
+            ++i;
             continue;
         }
-        for (const QStringView part : params.tokenize(u';')) {
-            bool ok = false;
-            const int code = part.toInt(&ok, 10);
-            if (!ok)
-                continue;
-            if (code == 0)
-                sink.reset();
-            else if (code == 1)
-                sink.bold();
-            else if (!ansiPaletteColour(code).isEmpty())
-                sink.colour(code);
+        if (i > textStart)
+            sink.text(view.mid(textStart, i - textStart));
+        if (c == 0) {
+            sink.text(u"\u2400");
+            ++i;
+        } else {
+            QStringView sgr;
+            const qsizetype end = sequenceEnd(view, i, &sgr);
+            if (!sgr.isNull())
+                applySgr(sgr, sink);
+            i = end;
         }
+        textStart = i;
     }
-    sink.text(QStringView(line).mid(pos));
+    if (i > textStart)
+        sink.text(view.mid(textStart, i - textStart));
 }
 
 struct HtmlSink

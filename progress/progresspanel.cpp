@@ -7,6 +7,7 @@
 
 #include <QByteArrayMatcher>
 #include <QColor>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QFile>
 #include <QFontDatabase>
@@ -23,10 +24,12 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextStream>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -212,8 +215,9 @@ void ProgressPanel::setEscapeClosesSearch(bool closes)
     searchKeys->claimEscape = closes;
 }
 
-QString ProgressPanel::plainText() const
+QString ProgressPanel::plainText()
 {
+    flushBacklog();
     return log->toPlainText();
 }
 
@@ -257,10 +261,62 @@ const QTextCharFormat &ProgressPanel::formatFor(int colourCode, bool bold)
 
 void ProgressPanel::appendLog(const QString &text)
 {
-    const QStringList parts = text.split(u'\n', Qt::SkipEmptyParts);
-    if (parts.isEmpty())
+    if (text.isEmpty())
         return;
+    backlog.append(text);
+    // Usually all of it goes in at once; a flood goes in slices, with the event loop free
+    // in between, so Stop and the rest of the window never wait for the log.
+    drainBacklog();
+}
 
+void ProgressPanel::drainBacklog()
+{
+    QElapsedTimer slice;
+    slice.start();
+    while (!backlog.isEmpty() && !slice.hasExpired(drainSliceMs)) {
+        const QString &block = backlog.constFirst();
+        // Whole lines, a bounded amount at a time.
+        qsizetype end = block.size();
+        if (end - backlogOffset > drainChunkChars) {
+            end = block.indexOf(u'\n', backlogOffset + drainChunkChars);
+            if (end < 0)
+                end = block.size();
+        }
+        insertLines(QStringView(block).mid(backlogOffset, end - backlogOffset));
+        backlogOffset = end + 1;
+        if (backlogOffset >= block.size()) {
+            backlog.removeFirst();
+            backlogOffset = 0;
+        }
+    }
+    if (!backlog.isEmpty() && !drainScheduled) {
+        drainScheduled = true;
+        QTimer::singleShot(0, this, [this] {
+            drainScheduled = false;
+            drainBacklog();
+        });
+    }
+}
+
+void ProgressPanel::flushBacklog()
+{
+    const int savedSliceMs = std::exchange(drainSliceMs, std::numeric_limits<int>::max());
+    drainBacklog();
+    drainSliceMs = savedSliceMs;
+}
+
+QString ProgressPanel::shownLine(QStringView line)
+{
+    if (line.size() <= maxShownLineLength)
+        return line.toString();
+    // Laying out a line costs more than linearly with its length; the rest of it is left out
+    // of the view, with a mark that says so.
+    return line.left(maxShownLineLength).toString() +
+           tr(" … [%1 more characters not shown]").arg(line.size() - maxShownLineLength);
+}
+
+void ProgressPanel::insertLines(QStringView text)
+{
     QTextDocument *document = log->document();
     bool documentEmpty = document->isEmpty();
     const int errorsBefore = errorCount;
@@ -276,8 +332,8 @@ void ProgressPanel::appendLog(const QString &text)
     QString pending;
     bool inserted = false;
     const QTextCharFormat plainFormat;
-    for (const QString &part : parts) {
-        const QString line = part.trimmed();
+    for (const QStringView part : text.tokenize(u'\n', Qt::SkipEmptyParts)) {
+        const QString line = shownLine(part.trimmed());
         if (line.isEmpty())
             continue;
         switch (classifyLine(line)) {
@@ -351,6 +407,8 @@ void ProgressPanel::updateCountLabels()
 
 void ProgressPanel::clearLog()
 {
+    backlog.clear();
+    backlogOffset = 0;
     log->clear();
     searchText.clear();
     errorCount = 0;
@@ -466,6 +524,7 @@ void ProgressPanel::refreshVisibleHighlights()
 
 void ProgressPanel::saveLogToFile()
 {
+    flushBacklog();
     const QString path =
         dialogs->saveFileName(this, tr("Save Log"), QString(), tr("Text Files (*.txt);;All Files (*)"));
     if (path.isEmpty())

@@ -34,7 +34,8 @@ public:
 
     // The match count over the whole log for the current search text.
     int matchCount() const { return matches; }
-    QString plainText() const;
+    // The whole log as plain text, including what still waits to be shown.
+    QString plainText();
     QPlainTextEdit *logView() const { return log; }
 
     // Pure texts of the labels, shared by the panel and its tests.
@@ -61,6 +62,10 @@ public Q_SLOTS:
     void highlightAllMatches(const QString &text);
 
 private:
+    void drainBacklog();
+    void flushBacklog();
+    void insertLines(QStringView text);
+    QString shownLine(QStringView line);
     void updateCountLabels();
     void refreshVisibleHighlights();
     const QTextCharFormat &formatFor(int colourCode, bool bold);
@@ -86,6 +91,14 @@ private:
     // search instead of a walk over a million text blocks.
     QList<QByteArray> searchText;
     QHash<int, QTextCharFormat> formats;
+    // Text handed over but not shown yet, oldest first; the first block is shown up to
+    // backlogOffset.
+    QList<QString> backlog;
+    qsizetype backlogOffset = 0;
+    bool drainScheduled = false;
+    int drainSliceMs = 12;
+    static constexpr qsizetype drainChunkChars = 64 * 1024;
+    static constexpr qsizetype maxShownLineLength = 10000;
     QList<AnsiRun> runScratch;
     Dialogs *dialogs;
     SearchKeyFilter *searchKeys = nullptr;

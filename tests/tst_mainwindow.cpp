@@ -83,6 +83,7 @@ private Q_SLOTS:
     void convertNextAndDisableReachTheController();
     void openFileFromTheMenuKeepsTheMode();
     void keyboardStartAndStop();
+    void unwritableSettingsAreReportedOnce();
 
 private:
     MainWindow *makeWindow(const ConverterInfo &info = makeRevitConverterInfo(true));
@@ -723,6 +724,25 @@ void TestMainWindow::keyboardStartAndStop()
     QCOMPARE(questions(), QStringList{u"Are you sure you want to stop the process?"_s});
     QVERIFY(!window->isRunning());
     QCOMPARE(batch()->statusOf(fileIndex(h)), FileStatus::Stopped);
+}
+
+void TestMainWindow::unwritableSettingsAreReportedOnce()
+{
+    // A store below a plain file cannot be written, not even by root.
+    writeScript(u"blocker"_s, "a file, not a folder");
+    settings = std::make_unique<QSettings>(work->filePath(u"blocker/settings.ini"_s), QSettings::IniFormat);
+    makeWindow();
+    window->openPaths({writeScript(u"a.rvt"_s, quickSuccess)});
+    QTRY_COMPARE(batch()->fileCount(), 1);
+    setOutputFolder();
+    for (int run = 0; run < 2; ++run) {
+        window->onStartRequested();
+        QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+    }
+    const QList<Dialogs::Request> shown = dialogs->requestsOf(Dialogs::Kind::Error);
+    QCOMPARE(shown.size(), 1);
+    QVERIFY2(shown.first().text.startsWith(u"Your preferences could not be saved"_s),
+             qPrintable(shown.first().text));
 }
 
 QTEST_MAIN(TestMainWindow)

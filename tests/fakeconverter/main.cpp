@@ -34,6 +34,9 @@
 //                         or --output=<path>
 //   echoargs              prints "[ARG] <argument>" for every argument, one per line
 //   hang                  waits until killed (or until its parent is gone)
+//   spawn                 starts a helper process that sleeps until killed, and prints
+//                         "[CHILD] <pid>" (not on Windows)
+//   readstdin             reads standard input to its end, then prints "stdin closed"
 //   crash                 aborts (dies from a signal)
 //   exit <code>           exits with <code>
 
@@ -194,6 +197,24 @@ void setPipeSize([[maybe_unused]] long long bytes)
 #endif
 }
 
+// A helper process of the kind real converters start: it outlives its parent unless
+// something ends it, and it keeps the output pipe open.
+void spawnSleeper()
+{
+#ifndef _WIN32
+    const pid_t child = fork();
+    if (child == 0) {
+        for (;;)
+            pause();
+    }
+    if (child > 0) {
+        std::string line = "[CHILD] ";
+        appendNumber(line, static_cast<unsigned long>(child));
+        writeLine(line);
+    }
+#endif
+}
+
 void writeOutputs(const std::vector<std::string_view> &arguments)
 {
     for (const std::string_view arg : arguments) {
@@ -272,6 +293,13 @@ bool runCommand(std::string_view command, std::string_view rest,
             sleepMs(50);
         exitCode = 99;
         return false;
+    } else if (command == "spawn") {
+        spawnSleeper();
+    } else if (command == "readstdin") {
+        char buffer[256];
+        while (std::fread(buffer, 1, sizeof buffer, stdin) > 0) {
+        }
+        writeLine("stdin closed");
     } else if (command == "crash") {
         std::fflush(stdout);
         std::abort();
@@ -287,7 +315,8 @@ bool isCommand(std::string_view command)
     static constexpr std::string_view commands[] = {
         "progress", "stage",    "started",  "print",   "error",       "warning",
         "stderr",   "sleep",    "flood",    "nobreak", "invalidutf8", "crprogress",
-        "outputs",  "echoargs", "pipesize", "hang",    "crash",       "exit"};
+        "outputs",  "echoargs", "pipesize", "hang",    "crash",       "exit",
+        "spawn",    "readstdin"};
     for (const std::string_view c : commands) {
         if (c == command)
             return true;
