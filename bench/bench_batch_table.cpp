@@ -4,6 +4,8 @@
 //
 //   QT_QPA_PLATFORM=offscreen bench_batch_table [files]
 
+#include "benchsupport.h"
+#include "common/dialogs.h"
 #include "progress/batchpanel.h"
 
 #include <QApplication>
@@ -12,20 +14,14 @@
 #include <QFile>
 #include <QTableWidget>
 #include <QTemporaryDir>
-#include <QTextStream>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-void print(const char *name, const QString &value)
-{
-    QTextStream(stdout) << name << ": " << value << Qt::endl;
-}
-
 QString ms(qint64 ns)
 {
-    return QString::number(static_cast<double>(ns) / 1e6, 'f', 1);
+    return QString::number(nsToMs(ns), 'f', 1);
 }
 
 int scanColumnZero(const QTableWidget *table, int fileIndex)
@@ -42,8 +38,7 @@ int scanColumnZero(const QTableWidget *table, int fileIndex)
 
 int main(int argc, char *argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    preferOffscreenPlatform();
     QApplication app(argc, argv);
     const int count = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 10'000;
 
@@ -62,7 +57,9 @@ int main(int argc, char *argv[])
     }
     print("files", QString::number(count));
 
-    BatchPanel panel;
+    Dialogs dialogs;
+    dialogs.setScripted();
+    BatchPanel panel(&dialogs);
     panel.resize(900, 600);
     panel.show();
     QApplication::processEvents();

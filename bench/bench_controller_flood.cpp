@@ -4,6 +4,7 @@
 // Prints `name: value` lines; the last one is the ratio of the two line rates.
 // Usage: bench_controller_flood [lines] [repetitions]
 
+#include "benchsupport.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 
@@ -18,8 +19,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
-#include <sys/resource.h>
 
 using namespace Qt::StringLiterals;
 
@@ -34,25 +33,6 @@ struct ControllerRun
     double maxHoldCpuMs = 0;
     double maxTimerGapMs = 0;
 };
-
-// User and system time of this process (the converter is a child and not counted): on a
-// busy machine, far less than the wall-clock time shows the run waited for a processor.
-double processCpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &t) {
-        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-double threadCpuMs()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
-}
 
 // Posts itself to the event loop again and again: the longest gap between two of its
 // turns is the longest single stretch the loop spent elsewhere, reads included. On a busy
@@ -81,7 +61,7 @@ private:
     void turn()
     {
         const double cpu = threadCpuMs();
-        maxGapMs = std::max(maxGapMs, static_cast<double>(clock.nsecsElapsed()) / 1e6);
+        maxGapMs = std::max(maxGapMs, nsToMs(clock.nsecsElapsed()));
         maxCpuGapMs = std::max(maxCpuGapMs, cpu - cpuAtLastTurn);
         clock.start();
         cpuAtLastTurn = cpu;
@@ -93,12 +73,6 @@ private:
     bool active = false;
 };
 
-void print(const char *name, double value)
-{
-    std::printf("%s: %.3f\n", name, value);
-    std::fflush(stdout);
-}
-
 // The reference: the same converter and script, its output counted by `wc -l`.
 double pipeSeconds(const QString &converter, const QString &script, qint64 expectedLines)
 {
@@ -107,7 +81,7 @@ double pipeSeconds(const QString &converter, const QString &script, qint64 expec
     timer.start();
     shell.start(u"/bin/sh"_s, {u"-c"_s, u"\"$0\" \"$1\" | wc -l"_s, converter, script});
     shell.waitForFinished(-1);
-    const double seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    const double seconds = nsToSeconds(timer.nsecsElapsed());
     const qint64 counted = shell.readAllStandardOutput().trimmed().toLongLong();
     if (counted != expectedLines)
         std::fprintf(stderr, "wc -l counted %lld lines, expected %lld\n", static_cast<long long>(counted),
@@ -155,7 +129,7 @@ ControllerRun controllerRun(const QString &script, bool probes)
     ticker.setInterval(1);
     QElapsedTimer sinceTick;
     QObject::connect(&ticker, &QTimer::timeout, [&] {
-        run.maxTimerGapMs = std::max(run.maxTimerGapMs, static_cast<double>(sinceTick.nsecsElapsed()) / 1e6);
+        run.maxTimerGapMs = std::max(run.maxTimerGapMs, nsToMs(sinceTick.nsecsElapsed()));
         sinceTick.start();
     });
 
@@ -172,7 +146,7 @@ ControllerRun controllerRun(const QString &script, bool probes)
     const double cpuBefore = processCpuSeconds();
     controller.start({script}, ConversionOptions{}, QString());
     loop.exec();
-    run.seconds = static_cast<double>(timer.nsecsElapsed()) / 1e9;
+    run.seconds = nsToSeconds(timer.nsecsElapsed());
     run.cpuSeconds = processCpuSeconds() - cpuBefore;
     probe.stop();
     ticker.stop();

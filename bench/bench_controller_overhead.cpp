@@ -5,6 +5,7 @@
 // Prints `name: value` lines; the last one is the ratio of the controller to the spawn loop.
 // Usage: bench_controller_overhead [files] [repetitions]
 
+#include "benchsupport.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 
@@ -20,7 +21,6 @@
 #include <cstdio>
 #include <spawn.h>
 #include <string>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -30,29 +30,6 @@ extern char **environ;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-void print(const char *name, double value)
-{
-    std::printf("%s: %.3f\n", name, value);
-    std::fflush(stdout);
-}
-
-double secondsSince(const QElapsedTimer &timer)
-{
-    return static_cast<double>(timer.nsecsElapsed()) / 1e9;
-}
-
-// User and system time of this process alone (the converters are not counted): the cost
-// of starting and watching them, apart from the time spent waiting for them.
-double processCpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &t) {
-        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 struct Timing
 {
@@ -80,7 +57,7 @@ double controllerSeconds(const QStringList &files, int *failures)
     timer.start();
     controller.start(files, ConversionOptions{}, QString());
     loop.exec();
-    return secondsSince(timer);
+    return nsToSeconds(timer.nsecsElapsed());
 }
 
 // The floor: each converter started with posix_spawn, its merged output read from a pipe
@@ -119,7 +96,7 @@ double spawnSeconds(const std::string &converter, const std::vector<std::string>
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
             ++*failures;
     }
-    return secondsSince(timer);
+    return nsToSeconds(timer.nsecsElapsed());
 }
 
 double shellSeconds(const QString &converter, const QStringList &files)
@@ -134,7 +111,7 @@ double shellSeconds(const QString &converter, const QStringList &files)
     shell.start(u"/bin/sh"_s, args);
     shell.waitForFinished(-1);
     shell.readAll();
-    return secondsSince(timer);
+    return nsToSeconds(timer.nsecsElapsed());
 }
 
 } // namespace

@@ -6,6 +6,8 @@
 //
 //   QT_QPA_PLATFORM=offscreen bench_log_flood [total-lines]
 
+#include "benchsupport.h"
+#include "common/dialogs.h"
 #include "progress/ansitext.h"
 #include "progress/progresspanel.h"
 
@@ -17,7 +19,6 @@
 #include <QScrollBar>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QTextStream>
 
 #include <algorithm>
 
@@ -26,18 +27,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int blockLines = 2000;
-
-qint64 residentKiB()
-{
-    QFile status(u"/proc/self/status"_s);
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
 
 QString esc(const char *params)
 {
@@ -68,22 +57,11 @@ QString stripEscapes(const QString &line)
     return out;
 }
 
-void print(const char *name, const QString &value)
-{
-    QTextStream(stdout) << name << ": " << value << Qt::endl;
-}
-
-double seconds(qint64 ns)
-{
-    return static_cast<double>(ns) / 1e9;
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    preferOffscreenPlatform();
     QApplication app(argc, argv);
     const int totalLines = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 1'000'000;
     const int blocks = totalLines / blockLines;
@@ -112,7 +90,9 @@ int main(int argc, char *argv[])
     qint64 panelNs = 0;
     qint64 longestAppendNs = 0;
     {
-        auto *panel = new ProgressPanel;
+        Dialogs dialogs;
+        dialogs.setScripted();
+        auto *panel = new ProgressPanel(&dialogs);
         panel->resize(900, 600);
         panel->show();
         QApplication::processEvents();
@@ -129,7 +109,7 @@ int main(int argc, char *argv[])
             appendNs.append(one.nsecsElapsed());
             if (appendNs.last() > 50'000'000)
                 print("slow_appendLog_at_line",
-                      u"%1 (%2 ms)"_s.arg((b + 1) * blockLines).arg(appendNs.last() / 1e6, 0, 'f', 1));
+                      u"%1 (%2 ms)"_s.arg((b + 1) * blockLines).arg(nsToMs(appendNs.last()), 0, 'f', 1));
             if (appendNs.last() > longestAppendNs) {
                 longestAppendNs = appendNs.last();
                 longestBlock = b;
@@ -145,13 +125,12 @@ int main(int argc, char *argv[])
             }
         }
         panelNs = total.nsecsElapsed();
-        print("log_view_seconds", QString::number(seconds(panelNs), 'f', 2));
-        print("log_view_lines_per_second", QString::number(totalLines / seconds(panelNs), 'f', 0));
-        print("longest_appendLog_ms", QString::number(longestAppendNs / 1e6, 'f', 1));
+        print("log_view_seconds", QString::number(nsToSeconds(panelNs), 'f', 2));
+        print("log_view_lines_per_second", QString::number(totalLines / nsToSeconds(panelNs), 'f', 0));
+        print("longest_appendLog_ms", QString::number(nsToMs(longestAppendNs), 'f', 1));
         print("longest_appendLog_at_line", QString::number((longestBlock + 1) * blockLines));
-        std::sort(appendNs.begin(), appendNs.end());
-        print("median_appendLog_ms", QString::number(appendNs.at(appendNs.size() / 2) / 1e6, 'f', 1));
-        print("p99_appendLog_ms", QString::number(appendNs.at(appendNs.size() * 99 / 100) / 1e6, 'f', 1));
+        print("median_appendLog_ms", QString::number(nsToMs(percentile(appendNs, 50)), 'f', 1));
+        print("p99_appendLog_ms", QString::number(nsToMs(percentile(appendNs, 99)), 'f', 1));
         print("appendLog_over_50ms",
               QString::number(std::count_if(appendNs.cbegin(), appendNs.cend(),
                                             [](qint64 ns) { return ns > 50'000'000; })));
@@ -162,7 +141,7 @@ int main(int argc, char *argv[])
         panel->highlightAllMatches(u"tower_a"_s);
         const qint64 searchNs = search.nsecsElapsed();
         print("search_matches", QString::number(panel->matchCount()));
-        print("search_count_and_highlight_ms", QString::number(searchNs / 1e6, 'f', 1));
+        print("search_count_and_highlight_ms", QString::number(nsToMs(searchNs), 'f', 1));
         print("visible_highlights", QString::number(panel->logView()->extraSelections().size()));
         // Scroll jumps with the search on, then the same jumps with no search as the
         // reference: the difference is the re-highlighting.
@@ -176,22 +155,20 @@ int main(int argc, char *argv[])
                     ns.append(search.nsecsElapsed());
                 }
             }
-            std::sort(ns.begin(), ns.end());
             return ns;
         };
         const QList<qint64> withSearch = jumps();
-        print("scroll_with_highlight_median_ms",
-              QString::number(withSearch.at(withSearch.size() / 2) / 1e6, 'f', 2));
-        print("rehighlight_after_scroll_worst_ms", QString::number(withSearch.last() / 1e6, 'f', 2));
+        print("scroll_with_highlight_median_ms", QString::number(nsToMs(percentile(withSearch, 50)), 'f', 2));
+        print("rehighlight_after_scroll_worst_ms",
+              QString::number(nsToMs(percentile(withSearch, 100)), 'f', 2));
         panel->highlightAllMatches(QString());
         const QList<qint64> without = jumps();
-        print("scroll_without_search_median_ms",
-              QString::number(without.at(without.size() / 2) / 1e6, 'f', 2));
-        print("scroll_without_search_worst_ms", QString::number(without.last() / 1e6, 'f', 2));
+        print("scroll_without_search_median_ms", QString::number(nsToMs(percentile(without, 50)), 'f', 2));
+        print("scroll_without_search_worst_ms", QString::number(nsToMs(percentile(without, 100)), 'f', 2));
         panel->highlightAllMatches(u"tower_a"_s);
         search.start();
         panel->findNext();
-        print("find_next_ms", QString::number(search.nsecsElapsed() / 1e6, 'f', 2));
+        print("find_next_ms", QString::number(nsToMs(search.nsecsElapsed()), 'f', 2));
 
         QTemporaryDir dir;
         const QString textPath = dir.filePath(u"log.txt"_s);
@@ -212,7 +189,7 @@ int main(int argc, char *argv[])
             search.start();
             process.start(grep, {u"-c"_s, u"-i"_s, u"tower_a"_s, textPath});
             process.waitForFinished(-1);
-            print("grep_c_ms", QString::number(search.nsecsElapsed() / 1e6, 'f', 1));
+            print("grep_c_ms", QString::number(nsToMs(search.nsecsElapsed()), 'f', 1));
             print("grep_c_lines", QString::fromUtf8(process.readAllStandardOutput().trimmed()));
         }
 
@@ -228,8 +205,8 @@ int main(int argc, char *argv[])
         for (const QString &line : lines)
             ansiToRuns(line, runs);
         const qint64 runsNs = convert.nsecsElapsed();
-        print("ansiToHtml_lines_per_second", QString::number(totalLines / seconds(htmlNs), 'f', 0));
-        print("ansiToRuns_lines_per_second", QString::number(totalLines / seconds(runsNs), 'f', 0));
+        print("ansiToHtml_lines_per_second", QString::number(totalLines / nsToSeconds(htmlNs), 'f', 0));
+        print("ansiToRuns_lines_per_second", QString::number(totalLines / nsToSeconds(runsNs), 'f', 0));
         print("html_chars", QString::number(htmlChars));
         const QString aha = QStandardPaths::findExecutable(u"aha"_s);
         if (!aha.isEmpty()) {
@@ -240,7 +217,7 @@ int main(int argc, char *argv[])
             process.start(aha, {u"--no-header"_s});
             process.waitForFinished(-1);
             const qint64 ahaNs = convert.nsecsElapsed();
-            print("aha_lines_per_second", QString::number(totalLines / seconds(ahaNs), 'f', 0));
+            print("aha_lines_per_second", QString::number(totalLines / nsToSeconds(ahaNs), 'f', 0));
             print("ansiToHtml_vs_aha_time_ratio",
                   QString::number(static_cast<double>(htmlNs) / ahaNs, 'f', 2));
         } else {
@@ -264,8 +241,9 @@ int main(int argc, char *argv[])
             QApplication::processEvents();
         }
         const qint64 referenceNs = total.nsecsElapsed();
-        print("reference_plain_seconds", QString::number(seconds(referenceNs), 'f', 2));
-        print("reference_plain_lines_per_second", QString::number(totalLines / seconds(referenceNs), 'f', 0));
+        print("reference_plain_seconds", QString::number(nsToSeconds(referenceNs), 'f', 2));
+        print("reference_plain_lines_per_second",
+              QString::number(totalLines / nsToSeconds(referenceNs), 'f', 0));
         print("log_view_vs_reference_time_ratio",
               QString::number(static_cast<double>(panelNs) / referenceNs, 'f', 2));
     }

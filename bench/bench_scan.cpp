@@ -6,6 +6,7 @@
 //
 //   bench_scan [--folders N] [--files-per-folder N] [--runs N]
 
+#include "benchsupport.h"
 #include "conversion/converterinfo.h"
 #include "input/inputscanner.h"
 
@@ -21,7 +22,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 
 using namespace Qt::StringLiterals;
 
@@ -75,15 +75,6 @@ bool buildTree(const QString &root, const Options &options, int &matching)
     return true;
 }
 
-// CPU time used by the calling thread, in ms: tells a gap the GUI thread spent working from
-// one where the machine simply ran something else.
-double threadCpuMs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
-}
-
 struct ScanRun
 {
     double ms = 0;
@@ -103,7 +94,7 @@ ScanRun timeScan(InputScanner &scanner, const QString &root, const QStringList &
         QObject::connect(&scanner, &InputScanner::scanComplete, &loop, [&](const QFileInfoList &files) {
             if (files.isEmpty())
                 return;
-            run.ms = clock.nsecsElapsed() / 1e6;
+            run.ms = nsToMs(clock.nsecsElapsed());
             found = files;
             loop.quit();
         });
@@ -114,7 +105,7 @@ ScanRun timeScan(InputScanner &scanner, const QString &root, const QStringList &
     QElapsedTimer sinceTick;
     double cpuAtTick = 0;
     QObject::connect(&ticker, &QTimer::timeout, &loop, [&] {
-        run.maxGapMs = std::max(run.maxGapMs, sinceTick.nsecsElapsed() / 1e6);
+        run.maxGapMs = std::max(run.maxGapMs, nsToMs(sinceTick.nsecsElapsed()));
         const double cpu = threadCpuMs();
         run.maxGapCpuMs = std::max(run.maxGapCpuMs, cpu - cpuAtTick);
         cpuAtTick = cpu;
@@ -123,7 +114,7 @@ ScanRun timeScan(InputScanner &scanner, const QString &root, const QStringList &
 
     clock.start();
     scanner.startScan(root, filters, false, true);
-    run.callMs = clock.nsecsElapsed() / 1e6;
+    run.callMs = nsToMs(clock.nsecsElapsed());
     sinceTick.start();
     cpuAtTick = threadCpuMs();
     ticker.start();
@@ -157,7 +148,7 @@ FindRun timeFind(const QString &root, const QString &outputPath)
                            u"*.rfa"_s, u")"_s, u"-printf"_s, u"%s %p\\n"_s});
     run.ok =
         find.waitForFinished(600000) && find.exitStatus() == QProcess::NormalExit && find.exitCode() == 0;
-    run.ms = clock.nsecsElapsed() / 1e6;
+    run.ms = nsToMs(clock.nsecsElapsed());
 
     QFile output(outputPath);
     if (run.ok && output.open(QIODevice::ReadOnly)) {
@@ -168,17 +159,6 @@ FindRun timeFind(const QString &root, const QString &outputPath)
         }
     }
     return run;
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.isEmpty() ? 0 : values.at(values.size() / 2);
-}
-
-void print(const char *name, double value)
-{
-    std::printf("%s: %.3f\n", name, value);
 }
 
 } // namespace
@@ -237,8 +217,9 @@ int main(int argc, char *argv[])
         found = scan.files.size();
     }
 
-    const double scanMs = median(scanTimes);
-    const double findMs = median(findTimes);
+    // The middle run; of an even number of runs, the upper of the two middle ones.
+    const double scanMs = percentile(scanTimes, 50);
+    const double findMs = percentile(findTimes, 50);
     std::printf("scan_files_found: %lld\n", static_cast<long long>(found));
     std::printf("same_files_and_sizes_as_find: %s\n", sameFiles ? "yes" : "NO");
     print("scan_median_ms", scanMs);

@@ -14,6 +14,8 @@
 //
 // Usage: bench_startup [runs per program, default 15]
 
+#include "benchsupport.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -39,15 +41,6 @@ struct Sample
     bool ok = false;
 };
 
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const std::size_t mid = values.size() / 2;
-    return values.size() % 2 ? values[mid] : (values[mid - 1] + values[mid]) / 2;
-}
-
 Sample runOnce(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment)
 {
     QProcess process;
@@ -60,7 +53,7 @@ Sample runOnce(const QString &program, const QStringList &arguments, const QProc
     QByteArray output;
     while (!output.contains('\n') && process.waitForReadyRead(20000))
         output += process.readAllStandardOutput();
-    sample.ms = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    sample.ms = nsToMs(timer.nsecsElapsed());
     const int at = output.indexOf("rss_kib=");
     if (at >= 0) {
         sample.rssMiB = output.mid(at + 8).trimmed().toDouble() / 1024.0;
@@ -135,23 +128,26 @@ bool measure(const QString &platform, int runs, const QString &probe, const QStr
     const double refRss = median(referenceRss);
     const double txtMs = median(textMs);
     const double txtRss = median(textRss);
-    const QByteArray name = platform.toUtf8();
-    std::printf("platform: %s\n", name.constData());
-    std::printf("%s_runs: %zu\n", name.constData(), probeMs.size());
-    std::printf("%s_failed_runs: %d\n", name.constData(), failures);
-    std::printf("%s_first_paint_ms: %.1f\n", name.constData(), ms);
-    std::printf("%s_reference_first_paint_ms: %.1f\n", name.constData(), refMs);
-    std::printf("%s_rss_mib: %.1f\n", name.constData(), rss);
-    std::printf("%s_reference_rss_mib: %.1f\n", name.constData(), refRss);
-    std::printf("%s_text_window_first_paint_ms: %.1f\n", name.constData(), txtMs);
-    std::printf("%s_text_window_rss_mib: %.1f\n", name.constData(), txtRss);
-    std::printf("%s_network_connections: %d\n", name.constData(), connections);
-    std::printf("%s_banner_cache_touched: %s\n", name.constData(), cacheTouched ? "yes" : "no");
-    std::printf("%s_memory_ratio: %.2f\n", name.constData(), refRss > 0 ? rss / refRss : 0.0);
-    std::printf("%s_memory_ratio_to_text_window: %.2f\n", name.constData(), txtRss > 0 ? rss / txtRss : 0.0);
-    std::printf("%s_time_ratio_to_text_window: %.2f\n", name.constData(), txtMs > 0 ? ms / txtMs : 0.0);
-    std::printf("%s_time_ratio: %.2f\n", name.constData(), refMs > 0 ? ms / refMs : 0.0);
-    std::fflush(stdout);
+    // Every line carries the platform's name: one run can measure two platforms.
+    const auto line = [&platform](const char *measure, const QString &value) {
+        print(qPrintable(platform + u'_' + QLatin1StringView(measure)), value);
+    };
+    const auto fixed = [](double value, int decimals) { return QString::number(value, 'f', decimals); };
+    print("platform", platform);
+    line("runs", QString::number(probeMs.size()));
+    line("failed_runs", QString::number(failures));
+    line("first_paint_ms", fixed(ms, 1));
+    line("reference_first_paint_ms", fixed(refMs, 1));
+    line("rss_mib", fixed(rss, 1));
+    line("reference_rss_mib", fixed(refRss, 1));
+    line("text_window_first_paint_ms", fixed(txtMs, 1));
+    line("text_window_rss_mib", fixed(txtRss, 1));
+    line("network_connections", QString::number(connections));
+    line("banner_cache_touched", cacheTouched ? u"yes"_s : u"no"_s);
+    line("memory_ratio", fixed(refRss > 0 ? rss / refRss : 0.0, 2));
+    line("memory_ratio_to_text_window", fixed(txtRss > 0 ? rss / txtRss : 0.0, 2));
+    line("time_ratio_to_text_window", fixed(txtMs > 0 ? ms / txtMs : 0.0, 2));
+    line("time_ratio", fixed(refMs > 0 ? ms / refMs : 0.0, 2));
     return failures == 0;
 }
 

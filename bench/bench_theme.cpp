@@ -9,13 +9,15 @@
 
 #include "app/mainwindow.h"
 #include "app/theme.h"
+#include "benchsupport.h"
+#include "common/dialogs.h"
+#include "common/settingskeys.h"
 #include "conversion/converterinfo.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QTextStream>
 
 #include <algorithm>
 #include <vector>
@@ -23,12 +25,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0.0 : values.at(values.size() / 2);
-}
 
 // Milliseconds per switch, each switch including the repaint of the whole window.
 double switchMs(QApplication &app, QWidget &window, const QString &first, const QString &second, int rounds)
@@ -39,17 +35,17 @@ double switchMs(QApplication &app, QWidget &window, const QString &first, const 
         clock.start();
         app.setStyleSheet(i % 2 ? second : first);
         window.grab();
-        samples.push_back(double(clock.nsecsElapsed()) / 1e6);
+        samples.push_back(nsToMs(clock.nsecsElapsed()));
     }
-    return median(samples);
+    // Of an even number of rounds, the upper of the two middle switches.
+    return percentile(samples, 50);
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    preferOffscreenPlatform();
     QTemporaryDir home;
     qputenv("XDG_CONFIG_HOME", home.filePath(u"config"_s).toLocal8Bit());
     qputenv("XDG_CACHE_HOME", home.filePath(u"cache"_s).toLocal8Bit());
@@ -59,7 +55,6 @@ int main(int argc, char *argv[])
 
     QApplication app(argc, argv);
     const int rounds = argc > 1 ? std::max(2, QString::fromLocal8Bit(argv[1]).toInt()) : 20;
-    QTextStream out(stdout);
 
     const QString dark = readStyleSheet(true).value_or(QString());
     const QString light = readStyleSheet(false).value_or(QString());
@@ -70,27 +65,35 @@ int main(int argc, char *argv[])
     QElapsedTimer firstClock;
     firstClock.start();
     const bool firstAnswer = systemPrefersDark();
-    const double firstMs = double(firstClock.nsecsElapsed()) / 1e6;
+    const double firstMs = nsToMs(firstClock.nsecsElapsed());
     QElapsedTimer firstSettingClock;
     firstSettingClock.start();
     const QSettings firstSettings(home.filePath(u"first.ini"_s), QSettings::IniFormat);
     const QString firstTheme = firstSettings.value(u"global/theme"_s, u"auto"_s).toString();
-    const double firstSettingMs = double(firstSettingClock.nsecsElapsed()) / 1e6;
-    out << "system_prefers_dark_first_call_without_bus_ms: " << firstMs << '\n';
-    out << "reference_first_settings_open_and_read_ms: " << firstSettingMs << '\n';
-    out << "system_prefers_dark_first_call_ratio: " << (firstSettingMs > 0 ? firstMs / firstSettingMs : 0)
-        << " (answer " << (firstAnswer ? "dark" : "light") << ", stored theme " << firstTheme << ")\n";
+    const double firstSettingMs = nsToMs(firstSettingClock.nsecsElapsed());
+    print("system_prefers_dark_first_call_without_bus_ms", QString::number(firstMs));
+    print("reference_first_settings_open_and_read_ms", QString::number(firstSettingMs));
+    print("system_prefers_dark_first_call_ratio",
+          u"%1 (answer %2, stored theme %3)"_s.arg(
+              QString::number(firstSettingMs > 0 ? firstMs / firstSettingMs : 0),
+              firstAnswer ? u"dark"_s : u"light"_s, firstTheme));
 
-    MainWindow window(makeRevitConverterInfo(true));
+    // The window as start-up makes it: its own settings store (in the private home) and
+    // dialogs that never show, since nothing here answers them.
+    const ConverterInfo info = makeRevitConverterInfo(true);
+    QSettings windowSettings(SettingsKeys::organisationName(), info.displayName);
+    Dialogs dialogs;
+    dialogs.setScripted();
+    MainWindow window(info, &windowSettings, &dialogs);
     window.resize(1344, 832);
     window.show();
     QApplication::processEvents();
 
     const double full = switchMs(app, window, dark, light, rounds);
     const double tiny = switchMs(app, window, tinyDark, tinyLight, rounds);
-    out << "theme_switch_full_window_ms: " << full << '\n';
-    out << "reference_two_rule_sheet_switch_ms: " << tiny << '\n';
-    out << "theme_switch_ratio: " << (tiny > 0 ? full / tiny : 0) << '\n';
+    print("theme_switch_full_window_ms", QString::number(full));
+    print("reference_two_rule_sheet_switch_ms", QString::number(tiny));
+    print("theme_switch_ratio", QString::number(tiny > 0 ? full / tiny : 0));
 
     std::vector<double> systemSamples;
     std::vector<double> settingSamples;
@@ -102,18 +105,18 @@ int main(int argc, char *argv[])
         QElapsedTimer clock;
         clock.start();
         darkAnswers += systemPrefersDark() ? 1 : 0;
-        systemSamples.push_back(double(clock.nsecsElapsed()) / 1e6);
+        systemSamples.push_back(nsToMs(clock.nsecsElapsed()));
         clock.restart();
         readLength += settings.value(u"global/theme"_s).toString().size();
-        settingSamples.push_back(double(clock.nsecsElapsed()) / 1e6);
+        settingSamples.push_back(nsToMs(clock.nsecsElapsed()));
     }
-    const double system = median(systemSamples);
-    const double setting = median(settingSamples);
-    out << "system_prefers_dark_without_bus_ms: " << system << '\n';
-    out << "reference_settings_read_ms: " << setting << '\n';
-    out << "system_prefers_dark_ratio: " << (setting > 0 ? system / setting : 0) << '\n';
+    const double system = percentile(systemSamples, 50);
+    const double setting = percentile(settingSamples, 50);
+    print("system_prefers_dark_without_bus_ms", QString::number(system));
+    print("reference_settings_read_ms", QString::number(setting));
+    print("system_prefers_dark_ratio", QString::number(setting > 0 ? system / setting : 0));
     // The answers themselves, so the work cannot be optimised away and can be checked.
-    out << "system_prefers_dark_answers_dark: " << darkAnswers << " of " << rounds << '\n';
-    out << "settings_characters_read: " << readLength << '\n';
+    print("system_prefers_dark_answers_dark", u"%1 of %2"_s.arg(darkAnswers).arg(rounds));
+    print("settings_characters_read", QString::number(readLength));
     return 0;
 }

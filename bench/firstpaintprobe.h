@@ -3,29 +3,16 @@
 // Shared by the two programs bench_startup starts: once the watched window has painted for
 // the first time, print the resident memory and end the process.
 
+#include "benchsupport.h"
+
 #include <QCoreApplication>
 #include <QEvent>
-#include <QFile>
 #include <QObject>
 #include <QTimer>
 #include <QWidget>
 
 #include <cstdio>
 #include <cstdlib>
-
-// Resident set size of this process in KiB, from /proc (0 where there is none).
-inline long residentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLong();
-    }
-    return 0;
-}
 
 class FirstPaintProbe final : public QObject
 {
@@ -43,7 +30,7 @@ protected:
             seen = true;
             // Posted, so it runs once the whole window (children included) has painted.
             QTimer::singleShot(0, [] {
-                std::printf("painted rss_kib=%ld\n", residentKiB());
+                std::printf("painted rss_kib=%lld\n", static_cast<long long>(residentKiB()));
                 std::fflush(stdout);
                 std::_Exit(0);
             });
