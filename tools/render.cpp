@@ -132,12 +132,12 @@ struct Context
 // question with Yes. An error or warning the window would have shown fails the render.
 struct Window
 {
-    Window(Context &context, const QString &converterId, bool dark)
+    Window(Context &context, const ConverterInfo &converter, bool dark)
         : settings(context.newSettingsFile(), QSettings::IniFormat)
     {
         dialogs.setScripted();
         dialogs.setDefaultAnswer(QMessageBox::Yes);
-        window = std::make_unique<MainWindow>(makeConverterInfo(converterId, true), &settings, &dialogs);
+        window = std::make_unique<MainWindow>(converter, &settings, &dialogs);
         window->setDarkTheme(dark);
         window->resize(windowSize);
         window->show();
@@ -194,7 +194,7 @@ bool copyFolder(const QString &from, const QString &to)
 struct DemoWindow
 {
     DemoWindow(Context &context, bool dark)
-        : w(context, u"revit"_s, dark)
+        : w(context, makeRevitConverterInfo(true), dark)
     {
         const QString input = work.filePath(u"demo"_s);
         if (!QFileInfo::exists(ConversionController::resolveExecutable(makeRevitConverterInfo(true))))
@@ -264,19 +264,22 @@ void renderPanels(Context &context, const Camera &camera, bool dark)
     // One sample file for every kind of input, and a category list to drop on the modes.
     const QString sample = context.scratch.filePath(u"Projects/Tower"_s);
     QDir().mkpath(sample);
-    for (const QString &id : converterIds()) {
-        for (const QString &extension : makeConverterInfo(id, true).extensions)
+    const ConverterInfo converters[] = {makeRevitConverterInfo(true), makeIfcConverterInfo(true),
+                                        makeDwgConverterInfo(true), makeDgnConverterInfo(true),
+                                        makeRvt2IfcConverterInfo(true)};
+    for (const ConverterInfo &converter : converters) {
+        for (const QString &extension : converter.extensions)
             QFile(sample + u"/Tower A."_s + extension).open(QIODevice::WriteOnly);
     }
     const QString categories = sample + u"/categories.txt"_s;
     QFile(categories).open(QIODevice::WriteOnly);
 
-    for (const QString &id : converterIds()) {
-        Window w(context, id, dark);
+    for (const ConverterInfo &converter : converters) {
+        Window w(context, converter, dark);
         w.window->openPaths({sample});
         settle(400);
-        camera.shoot(w.window.get(), u"panels-"_s + id, windowSize);
-        if (id != u"revit")
+        camera.shoot(w.window.get(), u"panels-"_s + converter.id, windowSize);
+        if (converter.id != u"revit")
             continue;
         dragOver(w.find<InputPanel>(), sample);
         dragOver(w.find<OutputPanel>(), sample);
@@ -419,7 +422,7 @@ void renderDialogs(Context &context, const Camera &camera, bool dark)
         const std::unique_ptr<QMessageBox> box(UpdateDialogs::createUpdateDialog(info, nullptr));
         camera.shoot(box.get(), u"dialogs-update"_s);
     }
-    Window w(context, u"revit"_s, dark);
+    Window w(context, makeRevitConverterInfo(true), dark);
     const std::unique_ptr<QMessageBox> about(w.window->createAboutDialog());
     camera.shoot(about.get(), u"dialogs-about"_s);
     const std::unique_ptr<QDialog> shortcuts(w.window->createShortcutsDialog());
