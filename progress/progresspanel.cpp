@@ -264,9 +264,12 @@ void ProgressPanel::appendLog(const QString &text)
     if (text.isEmpty())
         return;
     backlog.append(text);
-    // Usually all of it goes in at once; a flood goes in slices, with the event loop free
-    // in between, so Stop and the rest of the window never wait for the log.
-    drainBacklog();
+    // A few lines go in at once; more go in slices, with the event loop free in between, so
+    // Stop and the rest of the window never wait for the log.
+    if (backlog.size() == 1 && text.size() <= drainChunkChars)
+        drainBacklog();
+    else
+        scheduleDrain();
 }
 
 void ProgressPanel::drainBacklog()
@@ -289,13 +292,18 @@ void ProgressPanel::drainBacklog()
             backlogOffset = 0;
         }
     }
-    if (!backlog.isEmpty() && !drainScheduled) {
-        drainScheduled = true;
-        QTimer::singleShot(0, this, [this] {
-            drainScheduled = false;
-            drainBacklog();
-        });
-    }
+    scheduleDrain();
+}
+
+void ProgressPanel::scheduleDrain()
+{
+    if (backlog.isEmpty() || drainScheduled)
+        return;
+    drainScheduled = true;
+    QTimer::singleShot(0, this, [this] {
+        drainScheduled = false;
+        drainBacklog();
+    });
 }
 
 void ProgressPanel::flushBacklog()

@@ -32,6 +32,9 @@ public:
     // window, which stops a running conversion with it.
     void setEscapeClosesSearch(bool closes);
 
+    // True while text handed over still waits to be shown.
+    bool isCatchingUp() const { return !backlog.isEmpty(); }
+
     // The match count over the whole log for the current search text.
     int matchCount() const { return matches; }
     // The whole log as plain text, including what still waits to be shown.
@@ -63,6 +66,7 @@ public Q_SLOTS:
 
 private:
     void drainBacklog();
+    void scheduleDrain();
     void flushBacklog();
     void insertLines(QStringView text);
     QString shownLine(QStringView line);
@@ -96,8 +100,8 @@ private:
     QList<QString> backlog;
     qsizetype backlogOffset = 0;
     bool drainScheduled = false;
-    int drainSliceMs = 12;
-    static constexpr qsizetype drainChunkChars = 64 * 1024;
+    int drainSliceMs = 8;
+    static constexpr qsizetype drainChunkChars = 16 * 1024;
     static constexpr qsizetype maxShownLineLength = 10000;
     QList<AnsiRun> runScratch;
     Dialogs *dialogs;
