@@ -2,93 +2,65 @@
 #include "common/settingskeys.h"
 #include "options/outputpanel.h"
 #include "testsupport/droptesting.h"
-#include "testsupport/fakefiledialogs.h"
 
 #include <QCheckBox>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSettings>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
-using DropTesting::localUrls;
+
+namespace {
+
+struct Fixture : DropTesting::PanelFixture<OutputPanel>
+{
+    Fixture()
+        : PanelFixture({u"out1/"_s, u"out2/"_s, u"model.rvt"_s})
+    {
+    }
+    QCheckBox *sameAsProject = panel.findChild<QCheckBox *>(u"sameAsProjectCheck"_s);
+};
+
+} // namespace
 
 class tst_OutputPanel : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void sameAsProjectHidesAndRestoresTheFolder();
+    void browsingAndSameAsProject();
     void drops_data();
     void drops();
-    void browsingRemembersTheFolder();
-
-private:
-    QString path(const QString &relative) const { return QDir::cleanPath(dir->filePath(relative)); }
-    std::unique_ptr<OutputPanel> makePanel();
-
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<QSettings> settings;
-    FakeFileDialogs fakeDialogs;
 };
 
-void tst_OutputPanel::init()
+void tst_OutputPanel::browsingAndSameAsProject()
 {
-    dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(dir->isValid());
-    settings = std::make_unique<QSettings>(dir->filePath(u"settings.ini"_s), QSettings::IniFormat);
-    fakeDialogs = FakeFileDialogs();
-    QVERIFY(QDir().mkpath(path(u"out1"_s)));
-    QVERIFY(QDir().mkpath(path(u"out2"_s)));
-    QVERIFY(DropTesting::writeFile(path(u"model.rvt"_s)));
-}
+    Fixture f;
+    auto *edit = f.panel.findChild<QLineEdit *>(u"outputEdit"_s);
+    auto *browse = f.panel.findChild<QPushButton *>(u"browseOutputButton"_s);
+    QSignalSpy changed(&f.panel, &OutputPanel::outputChanged);
+    f.dialogs.setNextFileNames({});
+    f.dialogs.setNextFileName(f.path(u"out1"_s) + u"/../out2"_s);
+    // The first dialog is cancelled and changes nothing; the third opens where the second chose.
+    for (int i = 0; i < 3; ++i)
+        QTest::mouseClick(browse, Qt::LeftButton);
+    QCOMPARE(f.panel.outputDir(), f.path(u"out2"_s));
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(f.settings.value(SettingsKeys::defaultOutputDir()).toString(), f.path(u"out2"_s));
+    const QList<Dialogs::Request> asked = f.dialogs.requestsOf(Dialogs::Kind::Folder);
+    QCOMPARE(asked.size(), 3);
+    QCOMPARE(asked.at(1).detail, QDir::currentPath());
+    QCOMPARE(asked.at(2).detail, f.path(u"out2"_s));
 
-void tst_OutputPanel::cleanup()
-{
-    settings.reset();
-    dir.reset();
-}
-
-std::unique_ptr<OutputPanel> tst_OutputPanel::makePanel()
-{
-    auto panel = std::make_unique<OutputPanel>(settings.get());
-    panel->setFileDialogs(fakeDialogs.dialogs());
-    panel->resize(420, 120);
-    panel->show();
-    return panel;
-}
-
-void tst_OutputPanel::sameAsProjectHidesAndRestoresTheFolder()
-{
-    auto panel = makePanel();
-    auto *edit = panel->findChild<QLineEdit *>(u"outputEdit"_s);
-    auto *browse = panel->findChild<QPushButton *>(u"browseOutputButton"_s);
-    auto *same = panel->findChild<QCheckBox *>(u"sameAsProjectCheck"_s);
-    QSignalSpy changed(panel.get(), &OutputPanel::outputChanged);
-    panel->setOutputDir(u"C:/out"_s);
-    QCOMPARE(changed.size(), 0);
-
-    QTest::mouseClick(same, Qt::LeftButton);
-    QVERIFY(panel->isSameAsProject());
-    QCOMPARE(panel->outputDir(), QString());
+    // Results beside the project files: the folder is hidden, and comes back on unchecking.
+    QTest::mouseClick(f.sameAsProject, Qt::LeftButton);
+    QCOMPARE(f.panel.outputDir(), QString());
     QCOMPARE(edit->text(), QString());
     QCOMPARE(edit->placeholderText(), u"Same as project folder"_s);
-    QVERIFY(!edit->isEnabled());
-    QVERIFY(!browse->isEnabled());
-    QCOMPARE(changed.size(), 1);
-
-    QTest::mouseClick(same, Qt::LeftButton);
-    QCOMPARE(panel->outputDir(), u"C:/out"_s);
-    QCOMPARE(edit->placeholderText(), u"Drag & drop a folder or click browse..."_s);
-    QVERIFY(edit->isEnabled());
-    QVERIFY(browse->isEnabled());
-    QCOMPARE(changed.size(), 2);
+    QVERIFY(!edit->isEnabled() && !browse->isEnabled());
+    QTest::mouseClick(f.sameAsProject, Qt::LeftButton);
+    QCOMPARE(f.panel.outputDir(), f.path(u"out2"_s));
+    QVERIFY(edit->isEnabled() && browse->isEnabled());
+    QCOMPARE(changed.size(), 3);
 }
 
 void tst_OutputPanel::drops_data()
@@ -98,13 +70,11 @@ void tst_OutputPanel::drops_data()
     QTest::addColumn<QString>("expected");
     QTest::addColumn<int>("signals");
 
-    QTest::addRow("a folder") << false << QStringList{u"out1"_s} << u"out1"_s << 1;
     QTest::addRow("the first of several folders")
         << false << QStringList{u"model.rvt"_s, u"out2"_s, u"out1"_s} << u"out2"_s << 1;
     // Unchecking announces itself, then the new folder does.
-    QTest::addRow("a folder while same-as-project is on") << true << QStringList{u"out1"_s} << u"out1"_s << 2;
-    QTest::addRow("a file is refused") << false << QStringList{u"model.rvt"_s} << QString() << 0;
-    QTest::addRow("a file is refused while same-as-project is on")
+    QTest::addRow("a folder unchecks same-as-project") << true << QStringList{u"out1"_s} << u"out1"_s << 2;
+    QTest::addRow("a file leaves same-as-project on")
         << true << QStringList{u"model.rvt"_s} << QString() << 0;
 }
 
@@ -114,71 +84,27 @@ void tst_OutputPanel::drops()
     QFETCH(QStringList, dropped);
     QFETCH(QString, expected);
     QFETCH(int, signals);
-
-    auto panel = makePanel();
-    panel->setOutputDir(u"/previous"_s);
-    if (sameAsProjectFirst)
-        panel->findChild<QCheckBox *>(u"sameAsProjectCheck"_s)->setChecked(true);
-    QSignalSpy changed(panel.get(), &OutputPanel::outputChanged);
-    auto *overlay = panel->findChild<DropOverlay *>();
-
-    QStringList absolute;
-    for (const QString &relative : dropped)
-        absolute.append(path(relative));
+    const bool accepted = !expected.isEmpty();
+    Fixture f;
+    f.panel.setOutputDir(u"/previous"_s);
+    f.sameAsProject->setChecked(sameAsProjectFirst);
+    QSignalSpy changed(&f.panel, &OutputPanel::outputChanged);
     QMimeData mime;
-    mime.setUrls(localUrls(absolute));
-    const bool accepted = DropTesting::dragEnter(panel.get(), &mime);
-    QCOMPARE(accepted, !expected.isEmpty());
-    QCOMPARE(overlay->isVisible(), accepted);
-    if (accepted)
-        QCOMPARE(overlay->text(), u"Drop folder here"_s);
-    DropTesting::dragLeave(panel.get());
-    QVERIFY(overlay->isHidden());
+    DropTesting::setPaths(mime, f.paths(dropped));
 
-    const auto outcome = DropTesting::dragAndDrop(panel.get(), &mime);
-    QCOMPARE(outcome.dropped, accepted);
-    QVERIFY(overlay->isHidden());
+    auto *overlay = f.panel.findChild<DropOverlay *>();
+    QCOMPARE(DropTesting::dragEnter(&f.panel, &mime), accepted);
+    QCOMPARE(overlay->isVisible() ? overlay->text() : QString(),
+             accepted ? u"Drop folder here"_s : QString());
+    QCOMPARE(DropTesting::dragAndDrop(&f.panel, &mime), accepted);
     QCOMPARE(changed.size(), signals);
-    if (accepted) {
-        QVERIFY(!panel->isSameAsProject());
-        QCOMPARE(panel->outputDir(), path(expected));
-        // The dropped folder is what comes back after a later same-as-project round trip.
-        auto *same = panel->findChild<QCheckBox *>(u"sameAsProjectCheck"_s);
-        same->setChecked(true);
-        same->setChecked(false);
-        QCOMPARE(panel->outputDir(), path(expected));
-    } else {
-        QCOMPARE(panel->isSameAsProject(), sameAsProjectFirst);
-        QCOMPARE(panel->outputDir(), sameAsProjectFirst ? QString() : u"/previous"_s);
-    }
-    // Dropping never touches the dialog's start folder.
-    QVERIFY(!settings->contains(SettingsKeys::defaultOutputDir()));
-}
-
-void tst_OutputPanel::browsingRemembersTheFolder()
-{
-    auto panel = makePanel();
-    QSignalSpy changed(panel.get(), &OutputPanel::outputChanged);
-    fakeDialogs.answer({});
-    fakeDialogs.answer({path(u"out1"_s) + u"/../out2"_s});
-    fakeDialogs.answer({});
-
-    panel->onBrowseFolder();
-    QCOMPARE(changed.size(), 0);
-    QCOMPARE(panel->outputDir(), QString());
-
-    panel->onBrowseFolder();
-    QCOMPARE(panel->outputDir(), path(u"out2"_s));
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(settings->value(SettingsKeys::defaultOutputDir()).toString(), path(u"out2"_s));
-
-    panel->onBrowseFolder();
-    const auto calls = fakeDialogs.calls();
-    QCOMPARE(calls.size(), 3);
-    QCOMPARE(calls.at(0).caption, u"Select Folder"_s);
-    QCOMPARE(calls.at(0).dir, QDir::currentPath());
-    QCOMPARE(calls.at(2).dir, path(u"out2"_s));
-    QCOMPARE(panel->outputDir(), path(u"out2"_s));
+    QCOMPARE(f.panel.isSameAsProject(), sameAsProjectFirst && !accepted);
+    // The dropped folder is the one a later same-as-project round trip gives back.
+    f.sameAsProject->setChecked(true);
+    f.sameAsProject->setChecked(false);
+    QCOMPARE(f.panel.outputDir(), accepted ? f.path(expected) : u"/previous"_s);
+    // Dropping never moves the dialog's start folder.
+    QVERIFY(!f.settings.contains(SettingsKeys::defaultOutputDir()));
 }
 
 QTEST_MAIN(tst_OutputPanel)

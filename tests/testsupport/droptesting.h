@@ -1,35 +1,32 @@
 #pragma once
 
-// Drag and drop as the desktop delivers it: an enter event and, only when that was
-// accepted, the drop on the same target. Plus small file helpers for the panels' tests.
+// Drag and drop as the desktop delivers it, and the temporary files and panels it is tried on.
 
-#include <QCoreApplication>
+#include "common/dialogs.h"
+
 #include <QDir>
-#include <QDragEnterEvent>
-#include <QDragLeaveEvent>
 #include <QDropEvent>
-#include <QFile>
-#include <QFileInfo>
 #include <QMimeData>
-#include <QStringList>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QUrl>
-#include <QWidget>
 
 namespace DropTesting {
 
-inline QList<QUrl> localUrls(const QStringList &paths)
+// Drag data carrying the paths as local file URLs.
+inline void setPaths(QMimeData &mime, const QStringList &paths)
 {
     QList<QUrl> urls;
     for (const QString &path : paths)
         urls.append(QUrl::fromLocalFile(path));
-    return urls;
+    mime.setUrls(urls);
 }
-
-inline constexpr Qt::DropActions offeredActions = Qt::CopyAction | Qt::MoveAction | Qt::LinkAction;
 
 inline bool dragEnter(QWidget *target, const QMimeData *mime)
 {
-    QDragEnterEvent enter(target->rect().center(), offeredActions, mime, Qt::LeftButton, Qt::NoModifier);
+    QDragEnterEvent enter(target->rect().center(), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(target, &enter);
     return enter.isAccepted();
 }
@@ -40,43 +37,55 @@ inline void dragLeave(QWidget *target)
     QCoreApplication::sendEvent(target, &leave);
 }
 
-struct DropOutcome
-{
-    bool entered = false;
-    bool dropped = false;
-};
-
 // Enter, then drop if the enter was accepted (otherwise leave, as the desktop would).
-inline DropOutcome dragAndDrop(QWidget *target, const QMimeData *mime)
+// True when the drop was taken.
+inline bool dragAndDrop(QWidget *target, const QMimeData *mime)
 {
-    DropOutcome outcome;
-    outcome.entered = dragEnter(target, mime);
-    if (!outcome.entered) {
+    if (!dragEnter(target, mime)) {
         dragLeave(target);
-        return outcome;
+        return false;
     }
-    QDropEvent drop(QPointF(target->rect().center()), offeredActions, mime, Qt::LeftButton, Qt::NoModifier);
+    QDropEvent drop(QPointF(target->rect().center()), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(target, &drop);
-    outcome.dropped = drop.isAccepted();
-    return outcome;
-}
-
-inline DropOutcome dragAndDrop(QWidget *target, const QList<QUrl> &urls)
-{
-    QMimeData mime;
-    mime.setUrls(urls);
-    return dragAndDrop(target, &mime);
+    return drop.isAccepted();
 }
 
 // Creates the file (and its folders) with `size` bytes.
 inline bool writeFile(const QString &path, qint64 size = 100)
 {
-    if (!QDir().mkpath(QFileInfo(path).absolutePath()))
-        return false;
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    return file.write(QByteArray(size, 'x')) == size;
+    return QDir().mkpath(QFileInfo(path).absolutePath()) &&
+           file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(QByteArray(size, 'x')) == size;
 }
+
+// A temporary folder the tests name paths in relative to it.
+struct Folder : QTemporaryDir
+{
+    QString path(const QString &relative) const { return QDir::cleanPath(filePath(relative)); }
+    QStringList paths(const QStringList &relatives) const
+    {
+        QStringList result;
+        for (const QString &relative : relatives)
+            result.append(path(relative));
+        return result;
+    }
+};
+
+// A shown panel with its own settings file and scripted dialogs, over a folder holding these
+// files and folders (a name ending in '/' is a folder).
+template <typename Panel> struct PanelFixture : Folder
+{
+    QSettings settings{filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
+    Dialogs dialogs;
+    Panel panel{&settings, &dialogs};
+
+    explicit PanelFixture(const QStringList &entries)
+    {
+        for (const QString &entry : entries)
+            QVERIFY(entry.endsWith(u'/') ? QDir().mkpath(path(entry)) : writeFile(path(entry)));
+        dialogs.setScripted();
+        panel.show();
+    }
+};
 
 } // namespace DropTesting
