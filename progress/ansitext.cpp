@@ -71,7 +71,8 @@ qsizetype sequenceEnd(QStringView line, qsizetype start, QStringView *sgr)
     }
     while (in(i, 0x20, 0x2f))
         ++i;
-    return std::min(i + 1, line.size());
+    // A second escape starts a sequence of its own.
+    return i < line.size() && line[i] != escape ? i + 1 : i;
 }
 
 // Walks a line once and reports its text pieces and the colour commands between them, so

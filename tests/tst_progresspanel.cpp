@@ -79,8 +79,15 @@ void tst_ProgressPanel::viewShowsWhatTheHtmlShows_data()
     QTest::addRow("escaping around escapes")
         << u"a<b\x1b[33m&c>\x1b[0m\"d\""_s
         << u"a&lt;b<span style=\"color:#c09600;\">&amp;c&gt;</span>&quot;d&quot;"_s;
-    QTest::addRow("unterminated sequence") << u"\x1b[31red"_s << u"\x1b[31red"_s;
-    QTest::addRow("stray escape before a real one") << u"\x1b\x1b[31mA"_s << u"\x1b"_s + red + u"A"_s + end;
+    // Everything but colours is dropped: cursor moves, erase line, hyperlinks, stray escapes.
+    QTest::addRow("a sequence that is not a colour") << u"\x1b[31red"_s << u"ed"_s;
+    QTest::addRow("stray escape before a real one") << u"\x1b\x1b[31mA"_s << red + u"A"_s + end;
+    QTest::addRow("gcc's erase line after colours")
+        << u"\x1b[01;31m\x1b[Kerror:\x1b[m\x1b[K x"_s << bold + red + u"error:"_s + end + end + u" x"_s;
+    QTest::addRow("cursor up") << u"\x1b[2Aup"_s << u"up"_s;
+    QTest::addRow("hyperlink keeps its text")
+        << u"see \x1b]8;;https://example.org\x1b\\here\x1b]8;;\x07."_s << u"see here."_s;
+    QTest::addRow("NUL is shown") << u"a"_s + QChar(0) + u"b"_s << u"a\u2400b"_s;
     // From here on only the view is compared with what the HTML shows.
     QTest::addRow("tags are text") << u"<b>not bold</b>\x1b[94mblue\x1b[1mb"_s << QString();
     const QString pieces[] = {
