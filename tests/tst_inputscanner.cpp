@@ -87,14 +87,11 @@ class tst_InputScanner : public QObject
 private Q_SLOTS:
     void scanWalksTheDisk_data();
     void scanWalksTheDisk();
-    void emptyPathAnswersAtOnceWithoutAThread();
     void newestRequestWinsWhateverFinishesLast();
     void resultAfterScannerIsGoneIsIgnored();
     void watchedFolderChangeIsShownThenFades_data();
     void watchedFolderChangeIsShownThenFades();
-    void changesThatCauseNoRescan_data();
-    void changesThatCauseNoRescan();
-    void switchingFoldersClearsAndNeverShowsAChange();
+    void emptyPathAndSwitchingFoldersClearAtOnce();
     void listOperationsRefreshBeforeStoring();
 };
 
@@ -145,23 +142,6 @@ void tst_InputScanner::scanWalksTheDisk()
     QCOMPARE(result.totalBytes, totalBytes);
 }
 
-void tst_InputScanner::emptyPathAnswersAtOnceWithoutAThread()
-{
-    InputScanner scanner;
-    auto runs = std::make_shared<QAtomicInt>(0);
-    scanner.setScanFunction(countingScan(runs));
-    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
-    QSignalSpy done(&scanner, &InputScanner::scanComplete);
-    scanner.startScan({}, revitFilters, false, true);
-    // Answered within the call, before any event is processed.
-    QCOMPARE(texts(text), QStringList{noFiles});
-    QCOMPARE(done.size(), 1);
-    QCOMPARE(listSize(done, 0), 0);
-    QTest::qWait(50);
-    QCOMPARE(runs->loadAcquire(), 0);
-    QCOMPARE(done.size(), 1);
-}
-
 void tst_InputScanner::newestRequestWinsWhateverFinishesLast()
 {
     QTemporaryDir dir;
@@ -210,16 +190,19 @@ void tst_InputScanner::resultAfterScannerIsGoneIsIgnored()
 void tst_InputScanner::watchedFolderChangeIsShownThenFades_data()
 {
     QTest::addColumn<int>("change");
-    QTest::addColumn<QString>("richText");
+    QTest::addColumn<QString>("richText"); // empty: no rescan and nothing shown
     QTest::addColumn<QString>("plainText");
-    // Each starts from three files of 100 B: a.rvt, b.rvt, c.rvt. Each notice restarts the
-    // wait, so a slow copy still ends in one rescan.
+    // Each starts from a.rvt, b.rvt, c.rvt (100 B each) and sub/d.rvt, scanned with subfolders.
+    // Each notice restarts the wait, so a slow copy still ends in one rescan.
     QTest::addRow("ten files trickling in 100 ms apart")
-        << 0 << green(u"13 file(s)"_s) + u", "_s + green(u"1.3 KB total"_s) << u"13 file(s), 1.3 KB total"_s;
-    QTest::addRow("a file deleted") << 1 << red(u"2 file(s)"_s) + u", "_s + red(u"200 B total"_s)
-                                    << u"2 file(s), 200 B total"_s;
+        << 0 << green(u"14 file(s)"_s) + u", "_s + green(u"1.4 KB total"_s) << u"14 file(s), 1.4 KB total"_s;
+    QTest::addRow("a file deleted") << 1 << red(u"3 file(s)"_s) + u", "_s + red(u"300 B total"_s)
+                                    << u"3 file(s), 300 B total"_s;
     QTest::addRow("a file replaced by a larger one")
-        << 2 << u"3 file(s), "_s + green(u"2.2 KB total"_s) << u"3 file(s), 2.2 KB total"_s;
+        << 2 << u"4 file(s), "_s + green(u"2.3 KB total"_s) << u"4 file(s), 2.3 KB total"_s;
+    // Only the chosen folder itself is watched, and only until the scanner is told to stop.
+    QTest::addRow("file added inside a subfolder") << 3 << QString() << QString();
+    QTest::addRow("file added after stopWatching") << 4 << QString() << QString();
 }
 
 void tst_InputScanner::watchedFolderChangeIsShownThenFades()
@@ -228,14 +211,14 @@ void tst_InputScanner::watchedFolderChangeIsShownThenFades()
     QFETCH(QString, richText);
     QFETCH(QString, plainText);
     QTemporaryDir dir;
-    for (const QString &name : {u"a.rvt"_s, u"b.rvt"_s, u"c.rvt"_s})
+    for (const QString &name : {u"a.rvt"_s, u"b.rvt"_s, u"c.rvt"_s, u"sub/d.rvt"_s})
         QVERIFY(writeFile(dir.filePath(name)));
     InputScanner scanner;
     auto runs = std::make_shared<QAtomicInt>(0);
     scanner.setScanFunction(countingScan(runs));
     // Only the fading is shortened; the debounce keeps its real 300 ms.
     scanner.setChangeHighlightInterval(600);
-    QVERIFY(scanAndWait(scanner, dir.path()));
+    QVERIFY(scanAndWait(scanner, dir.path(), true));
     QCOMPARE(scanner.watchedDirectory(), dir.path());
 
     QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
@@ -248,12 +231,22 @@ void tst_InputScanner::watchedFolderChangeIsShownThenFades()
         QCOMPARE(runs->loadAcquire(), 1);
     } else if (change == 1) {
         QVERIFY(QFile::remove(dir.filePath(u"b.rvt"_s)));
-    } else {
+    } else if (change == 2) {
         // Saved the way editors save: a temporary file renamed over the old one.
         QSaveFile save(dir.filePath(u"b.rvt"_s));
         QVERIFY(save.open(QIODevice::WriteOnly));
         save.write(QByteArray(2048, 'y'));
         QVERIFY(save.commit());
+    } else {
+        if (change == 4) {
+            scanner.stopWatching();
+            QVERIFY(scanner.watchedDirectory().isEmpty());
+        }
+        QVERIFY(writeFile(dir.filePath(change == 3 ? u"sub/e.rvt"_s : u"e.rvt"_s)));
+        QTest::qWait(scanner.debounceInterval() + 500);
+        QCOMPARE(runs->loadAcquire(), 1);
+        QCOMPARE(text.size(), 0);
+        return;
     }
     QTRY_COMPARE_WITH_TIMEOUT(text.size(), 1, 3000);
     QCOMPARE(texts(text), QStringList{richText});
@@ -264,34 +257,7 @@ void tst_InputScanner::watchedFolderChangeIsShownThenFades()
     QCOMPARE(runs->loadAcquire(), 2);
 }
 
-void tst_InputScanner::changesThatCauseNoRescan_data()
-{
-    QTest::addColumn<bool>("stopWatchingFirst");
-    QTest::addRow("file added inside a subfolder") << false;
-    QTest::addRow("file added after stopWatching") << true;
-}
-
-void tst_InputScanner::changesThatCauseNoRescan()
-{
-    QFETCH(bool, stopWatchingFirst);
-    QTemporaryDir dir;
-    QVERIFY(writeFile(dir.filePath(u"a.rvt"_s)));
-    QVERIFY(writeFile(dir.filePath(u"sub/b.rvt"_s)));
-    InputScanner scanner;
-    auto runs = std::make_shared<QAtomicInt>(0);
-    scanner.setScanFunction(countingScan(runs));
-    QVERIFY(scanAndWait(scanner, dir.path(), true));
-    if (stopWatchingFirst)
-        scanner.stopWatching();
-    QCOMPARE(scanner.watchedDirectory().isEmpty(), stopWatchingFirst);
-    QVERIFY(writeFile(dir.filePath(stopWatchingFirst ? u"c.rvt"_s : u"sub/c.rvt"_s)));
-    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
-    QTest::qWait(scanner.debounceInterval() + 500);
-    QCOMPARE(runs->loadAcquire(), 1);
-    QCOMPARE(text.size(), 0);
-}
-
-void tst_InputScanner::switchingFoldersClearsAndNeverShowsAChange()
+void tst_InputScanner::emptyPathAndSwitchingFoldersClearAtOnce()
 {
     QTemporaryDir dir;
     const QString a = dir.filePath(u"a"_s);
@@ -300,18 +266,29 @@ void tst_InputScanner::switchingFoldersClearsAndNeverShowsAChange()
     QVERIFY(writeFile(b + u"/one.rvt"_s));
     QVERIFY(writeFile(b + u"/two.rvt"_s));
     InputScanner scanner;
-    QVERIFY(scanAndWait(scanner, a));
-    QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
-    QSignalSpy done(&scanner, &InputScanner::scanComplete);
-    scanner.startScan(b, revitFilters, false, false);
-    // The old list goes within the call.
-    QCOMPARE(texts(text), QStringList{noFiles});
-    QCOMPARE(done.size(), 1);
-    QCOMPARE(listSize(done, 0), 0);
-    QTRY_COMPARE(done.size(), 2);
-    QCOMPARE(listSize(done, 1), 2);
-    QCOMPARE(texts(text), (QStringList{noFiles, u"2 file(s), 200 B total"_s}));
-    QCOMPARE(scanner.watchedDirectory(), b);
+    auto runs = std::make_shared<QAtomicInt>(0);
+    scanner.setScanFunction(countingScan(runs));
+    for (const QString &next : {QString(), b}) {
+        QVERIFY(scanAndWait(scanner, a));
+        const int runsBefore = runs->loadAcquire();
+        QSignalSpy text(&scanner, &InputScanner::infoTextChanged);
+        QSignalSpy done(&scanner, &InputScanner::scanComplete);
+        // The old list goes within the call; no path needs no scan at all.
+        scanner.startScan(next, revitFilters, false, false);
+        QCOMPARE(texts(text), QStringList{noFiles});
+        QCOMPARE(done.size(), 1);
+        QCOMPARE(listSize(done, 0), 0);
+        if (next.isEmpty()) {
+            QTest::qWait(50);
+            QCOMPARE(runs->loadAcquire(), runsBefore);
+            continue;
+        }
+        // The new folder's list is no "change" from the old one.
+        QTRY_COMPARE(done.size(), 2);
+        QCOMPARE(listSize(done, 1), 2);
+        QCOMPARE(texts(text), (QStringList{noFiles, u"2 file(s), 200 B total"_s}));
+        QCOMPARE(scanner.watchedDirectory(), b);
+    }
 }
 
 void tst_InputScanner::listOperationsRefreshBeforeStoring()
