@@ -17,8 +17,6 @@ class tst_TabPulseAnimator : public QObject
 
 private Q_SLOTS:
     void init();
-    void frameRateIsReadAndClamped_data();
-    void frameRateIsReadAndClamped();
     void pulseSet_data();
     void pulseSet();
     void framesColourOnlyOtherTabs();
@@ -39,25 +37,6 @@ void tst_TabPulseAnimator::init()
     tabs = std::make_unique<QTabWidget>();
     for (const QString &title : {u"Settings"_s, u"Log"_s, u"Files"_s})
         tabs->addTab(new QWidget, title);
-}
-
-void tst_TabPulseAnimator::frameRateIsReadAndClamped_data()
-{
-    QTest::addColumn<int>("fps");
-    QTest::addColumn<int>("interval");
-    QTest::addRow("zero is 10 fps") << 0 << 100;
-    QTest::addRow("above the range is 60 fps") << 240 << 16;
-}
-
-void tst_TabPulseAnimator::frameRateIsReadAndClamped()
-{
-    QFETCH(int, fps);
-    QFETCH(int, interval);
-    settings->setValue(SettingsKeys::blinkingFps(), fps);
-    TabPulseAnimator animator(tabs.get(), settings.get());
-    animator.update(true, true, 0, 0, 1, 2);
-    QVERIFY(animator.isAnimating());
-    QCOMPARE(animator.frameIntervalMs(), interval);
 }
 
 void tst_TabPulseAnimator::pulseSet_data()
