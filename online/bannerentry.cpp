@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The same member names serve the JSON document and the settings store.
+// The same member names serve the host's JSON document and the list kept in the settings.
 constexpr auto idKey = "id"_L1;
 constexpr auto positionKey = "position"_L1;
 constexpr auto hashKey = "hash"_L1;
@@ -39,6 +39,17 @@ BannerEntry entryFromJson(const QJsonObject &object)
         if (converter.isString())
             entry.converters.append(converter.toString());
     return entry;
+}
+
+QList<BannerEntry> usableEntries(const QJsonArray &banners)
+{
+    QList<BannerEntry> entries;
+    for (const QJsonValue &banner : banners) {
+        const BannerEntry entry = entryFromJson(banner.toObject());
+        if (entry.isUsable())
+            entries.append(entry);
+    }
+    return entries;
 }
 
 BannerEntry defaultEntry(int position, const QString &id, const QString &clickUrl,
@@ -72,35 +83,13 @@ QList<BannerEntry> BannerEntry::listFromJson(const QByteArray &json)
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return {};
-    QList<BannerEntry> entries;
-    const QJsonArray banners = document.object().value("banners"_L1).toArray();
-    for (const QJsonValue &banner : banners) {
-        const BannerEntry entry = entryFromJson(banner.toObject());
-        if (entry.isUsable())
-            entries.append(entry);
-    }
-    return entries;
+    return usableEntries(document.object().value("banners"_L1).toArray());
 }
 
 QList<BannerEntry> BannerEntry::listFromSettings(const QVariant &value)
 {
-    QList<BannerEntry> entries;
-    const QVariantList list = value.toList();
-    for (const QVariant &item : list) {
-        const QVariantMap map = item.toMap();
-        BannerEntry entry;
-        entry.id = map.value(idKey).toString();
-        entry.position = map.value(positionKey).toInt();
-        entry.hash = map.value(hashKey).toString();
-        entry.timestamp = map.value(timestampKey).toString();
-        entry.imageUrl = map.value(imageUrlKey).toString();
-        entry.clickUrl = map.value(clickUrlKey).toString();
-        entry.fallback = map.value(fallbackKey).toString();
-        entry.converters = map.value(convertersKey).toStringList();
-        if (entry.isUsable())
-            entries.append(entry);
-    }
-    return entries;
+    // The stored maps become JSON objects, so the host's list and ours are read by one rule.
+    return usableEntries(QJsonArray::fromVariantList(value.toList()));
 }
 
 QVariant BannerEntry::listToSettings(const QList<BannerEntry> &entries)

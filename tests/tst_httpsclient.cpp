@@ -1,28 +1,12 @@
 #include "online/httpsclient.h"
-#include "testsupport/testcertificate.h"
-#include "testsupport/testnetworkenvironment.h"
 #include "testsupport/tlstestserver.h"
 
 #include <QElapsedTimer>
 #include <QTcpServer>
-#include <QTemporaryDir>
 #include <QTest>
-
-#include <memory>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-
-namespace {
-TlsTestServer::Reply reply(int status, const QByteArray &body = {}, const QByteArray &location = {})
-{
-    TlsTestServer::Reply r;
-    r.status = status;
-    r.body = body;
-    r.location = location;
-    return r;
-}
-} // namespace
 
 class tst_HttpsClient : public QObject
 {
@@ -30,163 +14,97 @@ class tst_HttpsClient : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void init() { server->clearRecords(); }
-    void refusedWithoutTouchingTheNetwork_data();
-    void refusedWithoutTouchingTheNetwork();
-    void sizeLimit_data();
-    void sizeLimit();
-    void statusAndRedirects_data();
-    void statusAndRedirects();
-    void onlyThePathIsRequested_data();
-    void onlyThePathIsRequested();
+    void init() { tls.server().clearRecords(); }
+    void get_data();
+    void get();
     void silentServersAreAbandoned_data();
     void silentServersAreAbandoned();
     void certificateMustBeTrustedAndMatch_data();
     void certificateMustBeTrustedAndMatch();
 
 private:
-    QTemporaryDir dir;
-    TestCertificate trusted;
-    TestCertificate untrusted;
-    std::unique_ptr<TlsTestServer> server;
-    QTcpServer plainListener;
+    TlsFixture tls;
+    QTcpServer plainListener; // following a redirect to http would show here as a connection
 };
 
 void tst_HttpsClient::initTestCase()
 {
-    trusted = TestCertificate::generate(dir.path(), u"trusted"_s);
-    QVERIFY2(trusted.isValid(), qPrintable(trusted.error));
-    untrusted = TestCertificate::generate(dir.path(), u"untrusted"_s);
-    QVERIFY2(untrusted.isValid(), qPrintable(untrusted.error));
-    server = std::make_unique<TlsTestServer>(trusted);
-    QVERIFY(server->start());
-    useLocalTestHost(trusted.certificatePath, server->baseUrl());
-
-    server->setBody(u"/ok"_s, "hello");
-    server->setReply(u"/missing"_s, reply(404, "missing page"));
-    server->setReply(u"/created"_s, reply(201, "made"));
-    // /r4 -> /r3 -> /r2 -> /r1 -> /ok: four redirects from /r4, three from /r3.
-    for (int i = 1; i <= 4; ++i) {
-        const QString next = i == 1 ? u"/ok"_s : u"/r%1"_s.arg(i - 1);
-        server->setReply(u"/r%1"_s.arg(i), reply(302, "moved", server->url(next).toUtf8()));
-    }
-    server->setReply(u"/relative"_s, reply(301, {}, "/ok"));
-    // A plain listener, so that following the redirect to http would show as a connection.
+    QVERIFY2(tls.start(), qPrintable(tls.error));
+    TlsTestServer &server = tls.server();
     QVERIFY(plainListener.listen(QHostAddress::LocalHost, 0));
-    server->setReply(u"/tohttp"_s,
-                     reply(302, {}, u"http://127.0.0.1:%1/ok"_s.arg(plainListener.serverPort()).toUtf8()));
-    TlsTestServer::Reply silent;
-    silent.silent = true;
-    server->setReply(u"/silent"_s, silent);
-    TlsTestServer::Reply stalls = reply(200, QByteArray(400, 'a'));
-    stalls.pauseAfter = 100;
-    stalls.pauseMs = 5000;
-    server->setReply(u"/stalls"_s, stalls);
+    const auto add = [&](const QString &path, int status, const QByteArray &body,
+                         const QString &location = {}) {
+        server.setReply(path, {.status = status, .body = body, .location = location.toUtf8()});
+    };
+    add(u"/ok"_s, 200, "hello");
+    add(u"/missing"_s, 404, "missing page");
+    add(u"/created"_s, 201, "made");
+    // /r4 -> /r3 -> /r2 -> /r1 -> /ok: four redirects from /r4, three from /r3.
+    for (int i = 1; i <= 4; ++i)
+        add(u"/r%1"_s.arg(i), 302, "moved", server.url(i == 1 ? u"/ok"_s : u"/r%1"_s.arg(i - 1)));
+    add(u"/relative"_s, 301, {}, u"/ok"_s);
+    add(u"/tohttp"_s, 302, {}, u"http://127.0.0.1:%1/ok"_s.arg(plainListener.serverPort()));
+    add(u"/exact"_s, 200, QByteArray(1000, 'x'));
+    add(u"/over"_s, 200, QByteArray(1001, 'y'));
+    server.setReply(u"/crosses"_s, {.body = QByteArray(600, 'a') + QByteArray(500, 'b'), .pauseAfter = 600});
+    server.setReply(u"/silent"_s, {.silent = true});
+    server.setReply(u"/stalls"_s, {.body = QByteArray(400, 'a'), .pauseAfter = 100, .pauseMs = 5000});
 }
 
-void tst_HttpsClient::refusedWithoutTouchingTheNetwork_data()
+void tst_HttpsClient::get_data()
 {
     QTest::addColumn<QString>("url");
-    const QString hostAndPath = u"127.0.0.1:%1/ok"_s.arg(server->port());
-    QTest::addRow("http") << u"http://"_s + hostAndPath;
-    QTest::addRow("no scheme") << hostAndPath;
-    QTest::addRow("scheme-relative") << u"//"_s + hostAndPath;
-}
-
-void tst_HttpsClient::refusedWithoutTouchingTheNetwork()
-{
-    QFETCH(QString, url);
-    const HttpsResult result = httpsGet(url, 1000);
-    QCOMPARE(result.error, u"Invalid HTTPS URL."_s);
-    QVERIFY(result.body.isEmpty());
-    QCOMPARE(server->connectionCount(), 0);
-}
-
-void tst_HttpsClient::sizeLimit_data()
-{
-    QTest::addColumn<QByteArray>("sent");
-    QTest::addColumn<qsizetype>("pauseAfter");
-    QTest::addColumn<qint64>("maxBytes");
-    QTest::addColumn<QString>("error");
-    QTest::addColumn<QByteArray>("kept");
-    const QString tooLarge = u"Response too large."_s;
-    const QByteArray twoParts = QByteArray(600, 'a') + QByteArray(500, 'b');
-    QTest::addRow("exactly the limit")
-        << QByteArray(1000, 'x') << qsizetype(-1) << qint64(1000) << QString() << QByteArray(1000, 'x');
-    QTest::addRow("one byte more") << QByteArray(1001, 'y') << qsizetype(-1) << qint64(1000) << tooLarge
-                                   << QByteArray();
-    QTest::addRow("second chunk crosses")
-        << twoParts << qsizetype(600) << qint64(1000) << tooLarge << QByteArray(600, 'a');
-}
-
-void tst_HttpsClient::sizeLimit()
-{
-    QFETCH(QByteArray, sent);
-    QFETCH(qsizetype, pauseAfter);
-    QFETCH(qint64, maxBytes);
-    QFETCH(QString, error);
-    QFETCH(QByteArray, kept);
-    TlsTestServer::Reply sized = reply(200, sent);
-    sized.pauseAfter = pauseAfter;
-    server->setReply(u"/sized"_s, sized);
-    const HttpsResult result = httpsGet(server->url(u"/sized"_s), maxBytes);
-    QCOMPARE(result.error, error);
-    QCOMPARE(result.body, kept);
-}
-
-void tst_HttpsClient::statusAndRedirects_data()
-{
-    QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("error");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QList<QByteArray>>("requested");
+    const QString url = tls.server().url();
+    const QString hostAndPath = u"127.0.0.1:%1/ok"_s.arg(tls.server().port());
+    const QString invalid = u"Invalid HTTPS URL."_s;
     const QString failed = u"Network error."_s;
-    QTest::addRow("200 with a body") << u"/ok"_s << QString() << QByteArray("hello")
-                                     << QList<QByteArray>{"/ok"};
+    const QString tooLarge = u"Response too large."_s;
+    QTest::addRow("200") << url + u"/ok"_s << QString() << QByteArray("hello") << QList<QByteArray>{"/ok"};
     QTest::addRow("404 keeps no body")
-        << u"/missing"_s << u"HTTP 404"_s << QByteArray() << QList<QByteArray>{"/missing"};
+        << url + u"/missing"_s << u"HTTP 404"_s << QByteArray() << QList<QByteArray>{"/missing"};
     QTest::addRow("201 is no success")
-        << u"/created"_s << u"HTTP 201"_s << QByteArray() << QList<QByteArray>{"/created"};
+        << url + u"/created"_s << u"HTTP 201"_s << QByteArray() << QList<QByteArray>{"/created"};
+    QTest::addRow("query and fragment are not sent")
+        << url + u"/ok?token=secret#part"_s << QString() << QByteArray("hello") << QList<QByteArray>{"/ok"};
+    QTest::addRow("no path asks for /") << url << u"HTTP 404"_s << QByteArray() << QList<QByteArray>{"/"};
+    QTest::addRow("http") << u"http://"_s + hostAndPath << invalid << QByteArray() << QList<QByteArray>{};
+    QTest::addRow("no scheme") << hostAndPath << invalid << QByteArray() << QList<QByteArray>{};
+    QTest::addRow("scheme-relative") << u"//"_s + hostAndPath << invalid << QByteArray()
+                                     << QList<QByteArray>{};
     QTest::addRow("relative location")
-        << u"/relative"_s << QString() << QByteArray("hello") << QList<QByteArray>{"/relative", "/ok"};
-    QTest::addRow("three redirects") << u"/r3"_s << QString() << QByteArray("hello")
+        << url + u"/relative"_s << QString() << QByteArray("hello") << QList<QByteArray>{"/relative", "/ok"};
+    QTest::addRow("three redirects") << url + u"/r3"_s << QString() << QByteArray("hello")
                                      << QList<QByteArray>{"/r3", "/r2", "/r1", "/ok"};
     QTest::addRow("a fourth is refused")
-        << u"/r4"_s << failed << QByteArray() << QList<QByteArray>{"/r4", "/r3", "/r2", "/r1"};
-    QTest::addRow("to plain http is refused")
-        << u"/tohttp"_s << failed << QByteArray() << QList<QByteArray>{"/tohttp"};
+        << url + u"/r4"_s << failed << QByteArray() << QList<QByteArray>{"/r4", "/r3", "/r2", "/r1"};
+    QTest::addRow("redirect to plain http is refused")
+        << url + u"/tohttp"_s << failed << QByteArray() << QList<QByteArray>{"/tohttp"};
+    QTest::addRow("exactly the limit")
+        << url + u"/exact"_s << QString() << QByteArray(1000, 'x') << QList<QByteArray>{"/exact"};
+    QTest::addRow("one byte over") << url + u"/over"_s << tooLarge << QByteArray()
+                                   << QList<QByteArray>{"/over"};
+    QTest::addRow("second chunk crosses the limit")
+        << url + u"/crosses"_s << tooLarge << QByteArray(600, 'a') << QList<QByteArray>{"/crosses"};
 }
 
-void tst_HttpsClient::statusAndRedirects()
+void tst_HttpsClient::get()
 {
-    QFETCH(QString, path);
+    QFETCH(QString, url);
     QFETCH(QString, error);
     QFETCH(QByteArray, body);
     QFETCH(QList<QByteArray>, requested);
-    const HttpsResult result = httpsGet(server->url(path), 1000);
+    const HttpsResult result = httpsGet(url, 1000);
     QCOMPARE(result.error, error);
     QCOMPARE(result.body, body);
-    QCOMPARE(server->requestedTargets(), requested);
+    QCOMPARE(tls.server().requestedTargets(), requested);
+    // Every reply closes its connection, and a refused URL opens none.
+    QCOMPARE(tls.server().connectionCount(), requested.size());
+    for (const QByteArray &head : tls.server().requestHeads())
+        QVERIFY2(head.contains("\r\nUser-Agent: KVT\r\n"), head.constData());
     QVERIFY(!plainListener.waitForNewConnection(100));
-}
-
-void tst_HttpsClient::onlyThePathIsRequested_data()
-{
-    QTest::addColumn<QString>("pathAndMore");
-    QTest::addColumn<QByteArray>("target");
-    QTest::addRow("query and fragment") << u"/ok?token=secret#part"_s << QByteArray("/ok");
-    QTest::addRow("no path") << QString() << QByteArray("/");
-}
-
-void tst_HttpsClient::onlyThePathIsRequested()
-{
-    QFETCH(QString, pathAndMore);
-    QFETCH(QByteArray, target);
-    httpsGet(server->url(pathAndMore), 1000);
-    const QList<QByteArray> heads = server->requestHeads();
-    QCOMPARE(heads.size(), 1);
-    QVERIFY2(heads.first().startsWith("GET " + target + " HTTP/1.1\r\n"), heads.first().constData());
-    QVERIFY2(heads.first().contains("\r\nUser-Agent: KVT\r\n"), heads.first().constData());
 }
 
 void tst_HttpsClient::silentServersAreAbandoned_data()
@@ -203,7 +121,7 @@ void tst_HttpsClient::silentServersAreAbandoned()
     QTcpServer mute; // the kernel completes the TCP handshake, nobody answers the TLS hello
     QVERIFY(mute.listen(QHostAddress::LocalHost, 0));
     const QString url =
-        path.isEmpty() ? u"https://127.0.0.1:%1/ok"_s.arg(mute.serverPort()) : server->url(path);
+        path.isEmpty() ? u"https://127.0.0.1:%1/ok"_s.arg(mute.serverPort()) : tls.server().url(path);
     QElapsedTimer clock;
     clock.start();
     const HttpsResult result = httpsGet(url, 1000, 300ms);
@@ -228,13 +146,15 @@ void tst_HttpsClient::certificateMustBeTrustedAndMatch()
     QFETCH(bool, untrustedServer);
     QFETCH(QString, host);
     QFETCH(bool, systemStore);
-    TlsTestServer other(untrustedServer ? untrusted : trusted);
+    const TestCertificate presented = untrustedServer ? tls.makeCertificate(u"untrusted"_s) : tls.certificate;
+    QVERIFY2(presented.error.isEmpty(), qPrintable(presented.error));
+    TlsTestServer other(presented);
     QVERIFY(other.start());
     other.setBody(u"/ok"_s, "secret");
     if (systemStore)
         qunsetenv("KVT_CA_BUNDLE");
     const HttpsResult result = httpsGet(u"https://%1:%2/ok"_s.arg(host).arg(other.port()), 1000, 2000ms);
-    qputenv("KVT_CA_BUNDLE", trusted.certificatePath.toUtf8());
+    qputenv("KVT_CA_BUNDLE", tls.certificate.certificatePath.toUtf8());
     QCOMPARE(result.error, u"Network error."_s);
     QVERIFY(other.requestHeads().isEmpty());
 }

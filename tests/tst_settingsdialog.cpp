@@ -4,7 +4,6 @@
 #include <QComboBox>
 #include <QPushButton>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,21 +22,21 @@ struct Editors
     QComboBox *theme;
     QCheckBox *blinkingOff;
     QSpinBox *fps;
-    QPushButton *ok;
-    QPushButton *cancel;
+
+    explicit Editors(const SettingsDialog &dialog)
+        : autoCheck(dialog.findChild<QCheckBox *>(u"autoCheckUpdatesCheck"_s))
+        , interval(dialog.findChild<QComboBox *>(u"updateIntervalCombo"_s))
+        , confirm(dialog.findChild<QCheckBox *>(u"confirmBeforeStartCheck"_s))
+        , theme(dialog.findChild<QComboBox *>(u"themeCombo"_s))
+        , blinkingOff(dialog.findChild<QCheckBox *>(u"disableTabBlinkingCheck"_s))
+        , fps(dialog.findChild<QSpinBox *>(u"blinkingFpsSpin"_s))
+    {
+    }
 };
 
-Editors editorsOf(const SettingsDialog &dialog)
-{
-    return {dialog.findChild<QCheckBox *>(u"autoCheckUpdatesCheck"_s),
-            dialog.findChild<QComboBox *>(u"updateIntervalCombo"_s),
-            dialog.findChild<QCheckBox *>(u"confirmBeforeStartCheck"_s),
-            dialog.findChild<QComboBox *>(u"themeCombo"_s),
-            dialog.findChild<QCheckBox *>(u"disableTabBlinkingCheck"_s),
-            dialog.findChild<QSpinBox *>(u"blinkingFpsSpin"_s),
-            dialog.findChild<QPushButton *>(u"okButton"_s),
-            dialog.findChild<QPushButton *>(u"cancelButton"_s)};
-}
+const QStringList keys{u"global/autoCheckUpdates"_s,   u"global/updateIntervalDays"_s,
+                       u"global/confirmBeforeStart"_s, u"global/theme"_s,
+                       u"global/disableTabBlinking"_s, u"global/blinkingFps"_s};
 
 } // namespace
 
@@ -47,14 +46,10 @@ class tst_SettingsDialog : public QObject
 
 private Q_SLOTS:
     void init();
-    void cleanup();
-
     void loadFillsEditors_data();
     void loadFillsEditors();
     void saveWritesEditors_data();
     void saveWritesEditors();
-    void signalsOnSave_data();
-    void signalsOnSave();
     void cancelWritesNothing();
 
 private:
@@ -64,48 +59,42 @@ private:
 
 void tst_SettingsDialog::init()
 {
-    dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(dir->isValid());
-    settings = std::make_unique<QSettings>(dir->filePath(u"settings.ini"_s), QSettings::IniFormat);
-}
-
-void tst_SettingsDialog::cleanup()
-{
     settings.reset();
-    dir.reset();
+    dir = std::make_unique<QTemporaryDir>();
+    settings = std::make_unique<QSettings>(dir->filePath(u"settings.ini"_s), QSettings::IniFormat);
 }
 
 void tst_SettingsDialog::loadFillsEditors_data()
 {
-    QTest::addColumn<QVariantMap>("stored");
+    QTest::addColumn<QVariantList>("stored"); // in the order of `keys`; invalid: not stored
     QTest::addColumn<QVariantList>("shown");
+    const QVariant unset;
     const QVariantList defaults{true, 7, false, u"auto"_s, false, 30};
-    QTest::addRow("empty store gives the defaults") << QVariantMap() << defaults;
-    QTest::addRow("every value stored")
-        << QVariantMap{{u"global/autoCheckUpdates"_s, false},  {u"global/updateIntervalDays"_s, 30},
-                       {u"global/confirmBeforeStart"_s, true}, {u"global/theme"_s, u"light"_s},
-                       {u"global/disableTabBlinking"_s, true}, {u"global/blinkingFps"_s, 45}}
-        << QVariantList{false, 30, true, u"light"_s, true, 45};
+    QTest::addRow("empty store gives the defaults") << QVariantList(6) << defaults;
+    QTest::addRow("every value stored") << QVariantList{false, 30, true, u"light"_s, true, 45}
+                                        << QVariantList{false, 30, true, u"light"_s, true, 45};
     QTest::addRow("unknown theme leaves the first item")
-        << QVariantMap{{u"global/theme"_s, u"Dark"_s}} << defaults;
+        << QVariantList{unset, unset, unset, u"Dark"_s, unset, unset} << defaults;
     QTest::addRow("unmatched interval leaves the first item")
-        << QVariantMap{{u"global/updateIntervalDays"_s, 5}}
+        << QVariantList{unset, 5, unset, unset, unset, unset}
         << QVariantList{true, 1, false, u"auto"_s, false, 30};
     QTest::addRow("frame rate above the range is clamped")
-        << QVariantMap{{u"global/blinkingFps"_s, 100}} << QVariantList{true, 7, false, u"auto"_s, false, 60};
+        << QVariantList{unset, unset, unset, unset, unset, 100}
+        << QVariantList{true, 7, false, u"auto"_s, false, 60};
 }
 
 void tst_SettingsDialog::loadFillsEditors()
 {
-    QFETCH(QVariantMap, stored);
+    QFETCH(QVariantList, stored);
     QFETCH(QVariantList, shown);
-    for (auto it = stored.cbegin(); it != stored.cend(); ++it)
-        settings->setValue(it.key(), it.value());
+    for (int i = 0; i < keys.size(); ++i)
+        if (stored.at(i).isValid())
+            settings->setValue(keys.at(i), stored.at(i));
     settings->sync();
     // What a restarted program sees: the values as read back from the file.
     QSettings reread(settings->fileName(), QSettings::IniFormat);
     SettingsDialog dialog(&reread);
-    const Editors e = editorsOf(dialog);
+    const Editors e(dialog);
     QCOMPARE(
         QVariantList({e.autoCheck->isChecked(), e.interval->currentData().toInt(), e.confirm->isChecked(),
                       e.theme->currentData().toString(), e.blinkingOff->isChecked(), e.fps->value()}),
@@ -115,77 +104,43 @@ void tst_SettingsDialog::loadFillsEditors()
 
 void tst_SettingsDialog::saveWritesEditors_data()
 {
-    QTest::addColumn<int>("intervalIndex");
-    QTest::addColumn<int>("themeIndex");
+    QTest::addColumn<QVariant>("storedTheme");
+    QTest::addColumn<int>("intervalIndex"); // -1: left as loaded
+    QTest::addColumn<QString>("chosenTheme");
     QTest::addColumn<bool>("flags");
     QTest::addColumn<QVariantList>("written");
-    // Every item of both combos, so each item's data is what ends up in the store.
-    QTest::addRow("every day, auto") << 0 << 0 << true << QVariantList{false, 1, true, u"auto"_s, true, 12};
-    QTest::addRow("every 3 days, dark")
-        << 1 << 1 << false << QVariantList{true, 3, false, u"dark"_s, false, 59};
-    QTest::addRow("every week, light")
-        << 2 << 2 << true << QVariantList{false, 7, true, u"light"_s, true, 12};
-    QTest::addRow("every 2 weeks") << 3 << 0 << false << QVariantList{true, 14, false, u"auto"_s, false, 59};
-    QTest::addRow("every month") << 4 << 1 << true << QVariantList{false, 30, true, u"dark"_s, true, 12};
+    QTest::addColumn<bool>("themeChanged");
+    QTest::addRow("every 3 days, auto to dark") << QVariant() << 1 << u"dark"_s << false
+                                                << QVariantList{true, 3, false, u"dark"_s, false, 59} << true;
+    QTest::addRow("every month, light kept") << QVariant(u"light"_s) << 4 << u"light"_s << true
+                                             << QVariantList{false, 30, true, u"light"_s, true, 12} << false;
+    // The dialog showed its first items for what it did not know, so saving writes those.
+    QTest::addRow("unknown theme text and interval replaced")
+        << QVariant(u"Dark"_s) << -1 << u"auto"_s << true << QVariantList{false, 1, true, u"auto"_s, true, 12}
+        << true;
 }
 
 void tst_SettingsDialog::saveWritesEditors()
 {
+    QFETCH(QVariant, storedTheme);
     QFETCH(int, intervalIndex);
-    QFETCH(int, themeIndex);
+    QFETCH(QString, chosenTheme);
     QFETCH(bool, flags);
     QFETCH(QVariantList, written);
+    QFETCH(bool, themeChanged);
+    if (storedTheme.isValid())
+        settings->setValue(u"global/theme"_s, storedTheme);
+    settings->setValue(u"global/updateIntervalDays"_s, 5);
     SettingsDialog dialog(settings.get());
-    const Editors e = editorsOf(dialog);
+    const Editors e(dialog);
     e.autoCheck->setChecked(!flags);
-    e.interval->setCurrentIndex(intervalIndex);
+    if (intervalIndex >= 0)
+        e.interval->setCurrentIndex(intervalIndex);
     e.confirm->setChecked(flags);
-    e.theme->setCurrentIndex(themeIndex);
+    e.theme->setCurrentIndex(e.theme->findData(chosenTheme));
     e.blinkingOff->setChecked(flags);
     QCOMPARE(e.fps->isEnabled(), !flags);
     e.fps->setValue(flags ? 12 : 59);
-    QTest::mouseClick(e.ok, Qt::LeftButton);
-    QCOMPARE(dialog.result(), int(QDialog::Accepted));
-    settings->sync();
-
-    const QSettings r(settings->fileName(), QSettings::IniFormat);
-    QCOMPARE(
-        QVariantList(
-            {r.value(u"global/autoCheckUpdates"_s).toBool(), r.value(u"global/updateIntervalDays"_s).toInt(),
-             r.value(u"global/confirmBeforeStart"_s).toBool(), r.value(u"global/theme"_s).toString(),
-             r.value(u"global/disableTabBlinking"_s).toBool(), r.value(u"global/blinkingFps"_s).toInt()}),
-        written);
-    // Only the six preferences are written.
-    QCOMPARE(r.allKeys().size(), 6);
-}
-
-void tst_SettingsDialog::signalsOnSave_data()
-{
-    QTest::addColumn<QVariant>("storedTheme");
-    QTest::addColumn<QString>("chosenTheme");
-    QTest::addColumn<bool>("themeChanged");
-
-    QTest::addRow("nothing stored, auto kept") << QVariant() << u"auto"_s << false;
-    QTest::addRow("light kept") << QVariant(u"light"_s) << u"light"_s << false;
-    QTest::addRow("dark to light") << QVariant(u"dark"_s) << u"light"_s << true;
-    // The dialog showed "Auto (system)" for the unknown text, so saving replaces it.
-    QTest::addRow("unknown text saved as auto") << QVariant(u"Dark"_s) << u"auto"_s << true;
-}
-
-void tst_SettingsDialog::signalsOnSave()
-{
-    QFETCH(QVariant, storedTheme);
-    QFETCH(QString, chosenTheme);
-    QFETCH(bool, themeChanged);
-
-    if (storedTheme.isValid())
-        settings->setValue(u"global/theme"_s, storedTheme);
-    // An interval the combo does not offer leaves its first item, and saving writes that.
-    settings->setValue(u"global/updateIntervalDays"_s, 5);
-    SettingsDialog dialog(settings.get());
-    const Editors e = editorsOf(dialog);
-    e.theme->setCurrentIndex(e.theme->findData(chosenTheme));
-
     QStringList order;
     connect(&dialog, &SettingsDialog::themeChanged, this, [&] {
         // The new theme is already in the store when the window is told to apply it.
@@ -193,15 +148,15 @@ void tst_SettingsDialog::signalsOnSave()
         order << u"theme"_s;
     });
     connect(&dialog, &SettingsDialog::settingsChanged, this, [&] { order << u"settings"_s; });
-    QSignalSpy finished(&dialog, &QDialog::finished);
-    dialog.save();
-
-    const QStringList expected =
-        themeChanged ? QStringList{u"theme"_s, u"settings"_s} : QStringList{u"settings"_s};
-    QCOMPARE(order, expected);
-    QCOMPARE(settings->value(u"global/updateIntervalDays"_s).toInt(), 1);
-    QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished.at(0).at(0).toInt(), int(QDialog::Accepted));
+    QTest::mouseClick(dialog.findChild<QPushButton *>(u"okButton"_s), Qt::LeftButton);
+    QCOMPARE(dialog.result(), int(QDialog::Accepted));
+    QCOMPARE(order, (themeChanged ? QStringList{u"theme"_s, u"settings"_s} : QStringList{u"settings"_s}));
+    settings->sync();
+    const QSettings r(settings->fileName(), QSettings::IniFormat);
+    QCOMPARE(r.allKeys().size(), 6); // the six preferences and nothing else
+    const QVariantList read{r.value(keys[0]).toBool(),   r.value(keys[1]).toInt(),  r.value(keys[2]).toBool(),
+                            r.value(keys[3]).toString(), r.value(keys[4]).toBool(), r.value(keys[5]).toInt()};
+    QCOMPARE(read, written);
 }
 
 void tst_SettingsDialog::cancelWritesNothing()
@@ -209,27 +164,26 @@ void tst_SettingsDialog::cancelWritesNothing()
     settings->setValue(u"global/theme"_s, u"dark"_s);
     settings->setValue(u"global/blinkingFps"_s, 20);
     settings->setValue(u"unrelated/key"_s, u"kept"_s);
-    QVariantMap before;
-    for (const QString &key : settings->allKeys())
-        before.insert(key, settings->value(key));
-
+    const auto contents = [this] {
+        QVariantMap all;
+        for (const QString &key : settings->allKeys())
+            all.insert(key, settings->value(key));
+        return all;
+    };
+    const QVariantMap before = contents();
     SettingsDialog dialog(settings.get());
-    const Editors e = editorsOf(dialog);
-    QSignalSpy themeSpy(&dialog, &SettingsDialog::themeChanged);
-    QSignalSpy settingsSpy(&dialog, &SettingsDialog::settingsChanged);
+    const Editors e(dialog);
+    bool signalled = false;
+    connect(&dialog, &SettingsDialog::themeChanged, this, [&] { signalled = true; });
+    connect(&dialog, &SettingsDialog::settingsChanged, this, [&] { signalled = true; });
     e.theme->setCurrentIndex(2);
     e.fps->setValue(55);
     e.autoCheck->setChecked(false);
     e.interval->setCurrentIndex(4);
-    QTest::mouseClick(e.cancel, Qt::LeftButton);
-
+    QTest::mouseClick(dialog.findChild<QPushButton *>(u"cancelButton"_s), Qt::LeftButton);
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
-    QCOMPARE(themeSpy.count(), 0);
-    QCOMPARE(settingsSpy.count(), 0);
-    QVariantMap after;
-    for (const QString &key : settings->allKeys())
-        after.insert(key, settings->value(key));
-    QCOMPARE(after, before);
+    QVERIFY(!signalled);
+    QCOMPARE(contents(), before);
 }
 
 QTEST_MAIN(tst_SettingsDialog)

@@ -2,31 +2,16 @@
 #include "app/theme.h"
 
 #include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusVariant>
 #include <QElapsedTimer>
-#include <QGroupBox>
-#include <QImage>
 #include <QLabel>
-#include <QLineEdit>
-#include <QMainWindow>
-#include <QMenu>
-#include <QMenuBar>
-#include <QPlainTextEdit>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QRadioButton>
-#include <QScrollArea>
 #include <QSettings>
-#include <QSpinBox>
 #include <QStandardPaths>
-#include <QStatusBar>
-#include <QTabWidget>
-#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
@@ -54,23 +39,17 @@ class FakePortal final : public QObject, protected QDBusContext
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
 
 public:
-    QVariant answer;
-    bool hang = false;
+    bool hang = false; // never answer, like a portal that is stuck
 
 public Q_SLOTS:
     QDBusVariant Read(const QString &nameSpace, const QString &key)
     {
-        if (hang) {
-            // Never answers, like a portal that is stuck.
+        if (hang || nameSpace != "org.freedesktop.appearance"_L1 || key != "color-scheme"_L1) {
             setDelayedReply(true);
             return {};
         }
-        if (nameSpace != "org.freedesktop.appearance"_L1 || key != "color-scheme"_L1) {
-            sendErrorReply(u"org.freedesktop.portal.Error.NotFound"_s, u"Requested setting not found"_s);
-            return {};
-        }
-        // The portal wraps the value in a second variant.
-        return QDBusVariant(QVariant::fromValue(QDBusVariant(answer)));
+        // The portal wraps the value in a second variant; 1 is dark.
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(QVariant(1u))));
     }
 };
 
@@ -91,25 +70,17 @@ class tst_Theme : public QObject
 private Q_SLOTS:
     void initTestCase();
     void cleanupTestCase();
-
     void storedThemeDecides_data();
     void storedThemeDecides();
-    void registryValueRule_data();
-    void registryValueRule();
     void colorSchemeRule_data();
     void colorSchemeRule();
     void portalReplyIsUnwrapped_data();
     void portalReplyIsUnwrapped();
     void portalOverPrivateBus_data();
     void portalOverPrivateBus();
-    void noSessionBusAnswersFastFromPalette();
-
+    void withoutBusesAnswersFast();
     void styleSheets_data();
     void styleSheets();
-
-    void fontFamilyRule_data();
-    void fontFamilyRule();
-    void bundledFontLoads();
 
 private:
     QTemporaryDir scratch;
@@ -123,42 +94,32 @@ void tst_Theme::initTestCase()
     // No session bus for this process: systemPrefersDark must fall back at once. The private
     // bus below is reached only through connections made explicitly.
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + scratch.filePath(u"no-bus-here"_s).toLocal8Bit());
-
     const QString daemon = QStandardPaths::findExecutable(u"dbus-daemon"_s);
     if (daemon.isEmpty())
         return;
-    const QString config = scratch.filePath(u"bus.conf"_s);
-    QFile file(config);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(
-        QStringLiteral("<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-                       "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">"
-                       "<busconfig><type>session</type><listen>unix:dir=%1</listen>"
-                       "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
+    // A bus of our own, without service activation, so no real portal can be started.
+    QFile config(scratch.filePath(u"bus.conf"_s));
+    QVERIFY(config.open(QIODevice::WriteOnly));
+    config.write(
+        u"<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+        "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\"><busconfig><type>session</type>"
+        "<listen>unix:dir=%1</listen><policy context=\"default\"><allow send_destination=\"*\" "
+        "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>"_s
             .arg(scratch.path())
             .toUtf8());
-    file.close();
-    busDaemon.start(daemon, {u"--config-file=%1"_s.arg(config), u"--nofork"_s, u"--print-address"_s});
+    config.close();
+    busDaemon.start(daemon,
+                    {u"--config-file=%1"_s.arg(config.fileName()), u"--nofork"_s, u"--print-address"_s});
     QVERIFY(busDaemon.waitForStarted(5000));
-    QElapsedTimer clock;
-    clock.start();
-    while (!busDaemon.canReadLine() && clock.elapsed() < 5000)
-        busDaemon.waitForReadyRead(100);
+    QTRY_VERIFY_WITH_TIMEOUT(busDaemon.canReadLine() || !busDaemon.waitForReadyRead(100), 5000);
     busAddress = QString::fromUtf8(busDaemon.readLine()).trimmed();
     QVERIFY2(!busAddress.isEmpty(), "dbus-daemon printed no address");
 }
 
 void tst_Theme::cleanupTestCase()
 {
-    if (busDaemon.state() != QProcess::NotRunning) {
-        busDaemon.terminate();
-        if (!busDaemon.waitForFinished(3000)) {
-            busDaemon.kill();
-            busDaemon.waitForFinished(3000);
-        }
-    }
-    QCOMPARE(busDaemon.state(), QProcess::NotRunning);
+    busDaemon.terminate();
+    QVERIFY(busDaemon.state() == QProcess::NotRunning || busDaemon.waitForFinished(3000));
 }
 
 void tst_Theme::storedThemeDecides_data()
@@ -167,7 +128,6 @@ void tst_Theme::storedThemeDecides_data()
     QTest::addColumn<bool>("systemDark");
     QTest::addColumn<bool>("expectedDark");
     QTest::addColumn<bool>("systemAsked");
-
     QTest::addRow("dark wins over a light system") << QVariant(u"dark"_s) << false << true << false;
     QTest::addRow("light wins over a dark system") << QVariant(u"light"_s) << true << false << false;
     QTest::addRow("auto follows a dark system") << QVariant(u"auto"_s) << true << true << true;
@@ -181,38 +141,16 @@ void tst_Theme::storedThemeDecides()
     QFETCH(bool, systemDark);
     QFETCH(bool, expectedDark);
     QFETCH(bool, systemAsked);
-
     QSettings settings(scratch.filePath(u"%1.ini"_s.arg(QString::fromLatin1(QTest::currentDataTag()))),
                        QSettings::IniFormat);
-    settings.clear();
     if (stored.isValid())
         settings.setValue(u"global/theme"_s, stored);
     settings.sync();
-    // Read it back through a fresh store, as the program does at start-up.
+    // Read back through a fresh store, as the program does at start-up.
     const QSettings reread(settings.fileName(), QSettings::IniFormat);
     int asked = 0;
-    const bool dark = isDarkTheme(reread, [&] {
-        ++asked;
-        return systemDark;
-    });
-    QCOMPARE(dark, expectedDark);
+    QCOMPARE(isDarkTheme(reread, [&] { return ++asked, systemDark; }), expectedDark);
     QCOMPARE(asked, systemAsked ? 1 : 0);
-}
-
-void tst_Theme::registryValueRule_data()
-{
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("dark");
-    QTest::addRow("missing value means light") << QVariant() << false;
-    QTest::addRow("0 means dark") << QVariant(0) << true;
-    QTest::addRow("1 means light") << QVariant(1) << false;
-}
-
-void tst_Theme::registryValueRule()
-{
-    QFETCH(QVariant, value);
-    QFETCH(bool, dark);
-    QCOMPARE(appsUseLightThemePrefersDark(value), dark);
 }
 
 void tst_Theme::colorSchemeRule_data()
@@ -235,6 +173,10 @@ void tst_Theme::colorSchemeRule()
     QFETCH(QColor, window);
     QFETCH(bool, dark);
     QCOMPARE(colorSchemePrefersDark(scheme, window), dark);
+    // The registry rule on Windows: dark exactly when AppsUseLightTheme is 0, missing is light.
+    QCOMPARE(appsUseLightThemePrefersDark(QVariant()), false);
+    QCOMPARE(appsUseLightThemePrefersDark(0), true);
+    QCOMPARE(appsUseLightThemePrefersDark(1), false);
 }
 
 void tst_Theme::portalReplyIsUnwrapped_data()
@@ -256,71 +198,53 @@ void tst_Theme::portalReplyIsUnwrapped()
 
 void tst_Theme::portalOverPrivateBus_data()
 {
-    QTest::addColumn<bool>("registered");
     QTest::addColumn<bool>("hang");
-    QTest::addColumn<QVariant>("answer");
-    QTest::addColumn<std::optional<uint>>("expected");
-    QTest::addRow("dark") << true << false << QVariant(1u) << std::optional<uint>(1);
-    QTest::addRow("no portal on the bus") << false << false << QVariant() << std::optional<uint>();
-    QTest::addRow("portal never answers") << true << true << QVariant() << std::optional<uint>();
+    QTest::addRow("answers dark") << false;
+    QTest::addRow("never answers") << true;
 }
 
 void tst_Theme::portalOverPrivateBus()
 {
     if (busAddress.isEmpty())
         QSKIP("dbus-daemon is not installed");
-    QFETCH(bool, registered);
     QFETCH(bool, hang);
-    QFETCH(QVariant, answer);
-    QFETCH(std::optional<uint>, expected);
-
     // The portal answers from its own thread while this one waits for the reply.
     QThread serviceThread;
     auto *portal = new FakePortal;
-    portal->answer = answer;
     portal->hang = hang;
     portal->moveToThread(&serviceThread);
     connect(&serviceThread, &QThread::finished, portal, &QObject::deleteLater);
     serviceThread.start();
-
-    const QString serviceName = u"portal-%1"_s.arg(QString::fromLatin1(QTest::currentDataTag()));
-    const QString clientName = u"client-%1"_s.arg(QString::fromLatin1(QTest::currentDataTag()));
+    const QString tag = QString::fromLatin1(QTest::currentDataTag());
     {
-        QDBusConnection service = QDBusConnection::connectToBus(busAddress, serviceName);
-        QVERIFY(service.isConnected());
-        if (registered) {
-            QVERIFY(service.registerObject(u"/org/freedesktop/portal/desktop"_s, portal,
-                                           QDBusConnection::ExportAllSlots));
-            QVERIFY(service.registerService(u"org.freedesktop.portal.Desktop"_s));
-        }
-        const QDBusConnection client = QDBusConnection::connectToBus(busAddress, clientName);
-        QVERIFY(client.isConnected());
-
+        QDBusConnection service = QDBusConnection::connectToBus(busAddress, u"portal "_s + tag);
+        QVERIFY(service.registerObject(u"/org/freedesktop/portal/desktop"_s, portal,
+                                       QDBusConnection::ExportAllSlots));
+        QVERIFY(service.registerService(u"org.freedesktop.portal.Desktop"_s));
         QElapsedTimer clock;
         clock.start();
-        const std::optional<uint> scheme = readPortalColorScheme(client, 400);
-        const qint64 elapsed = clock.elapsed();
-        QCOMPARE(scheme, expected);
-        QVERIFY2(elapsed < 2000, qPrintable(u"took %1 ms"_s.arg(elapsed)));
-
-        if (registered) {
-            service.unregisterService(u"org.freedesktop.portal.Desktop"_s);
-            service.unregisterObject(u"/org/freedesktop/portal/desktop"_s);
-        }
+        const auto scheme =
+            readPortalColorScheme(QDBusConnection::connectToBus(busAddress, u"client "_s + tag), 400);
+        QCOMPARE(scheme, hang ? std::optional<uint>() : std::optional<uint>(1));
+        QVERIFY2(clock.elapsed() < 2000, qPrintable(u"took %1 ms"_s.arg(clock.elapsed())));
+        service.unregisterService(u"org.freedesktop.portal.Desktop"_s);
     }
-    QDBusConnection::disconnectFromBus(clientName);
-    QDBusConnection::disconnectFromBus(serviceName);
+    QDBusConnection::disconnectFromBus(u"client "_s + tag);
+    QDBusConnection::disconnectFromBus(u"portal "_s + tag);
     serviceThread.quit();
     QVERIFY(serviceThread.wait(5000));
 }
 
-void tst_Theme::noSessionBusAnswersFastFromPalette()
+void tst_Theme::withoutBusesAnswersFast()
 {
     QElapsedTimer clock;
     clock.start();
     const bool dark = systemPrefersDark();
     QVERIFY2(clock.elapsed() < 1000, qPrintable(u"took %1 ms"_s.arg(clock.elapsed())));
     QCOMPARE(dark, QGuiApplication::palette().color(QPalette::Window).lightness() < 128);
+    // The bundled font registers; a failed registration falls back to Tahoma.
+    QCOMPARE(loadInterfaceFont(), u"Lato"_s);
+    QCOMPARE(interfaceFontFamily(-1, {}), u"Tahoma"_s);
 }
 
 void tst_Theme::styleSheets_data()
@@ -330,88 +254,40 @@ void tst_Theme::styleSheets_data()
     QTest::addRow("dark") << true;
 }
 
-// The sheet applies without a warning while one of every kind of widget the program shows is
-// drawn, and each role value selects a look of its own: a misspelt selector or a rule that
-// loses to a stronger selector would leave the widget looking like its plain sibling.
+// The sheet applies without a warning, and each role value selects a look of its own: a
+// misspelt selector, or a rule that loses to a stronger one, would leave the widget looking
+// like its plain sibling.
 void tst_Theme::styleSheets()
 {
     QFETCH(bool, dark);
     auto *app = qobject_cast<QApplication *>(QCoreApplication::instance());
-    QVERIFY(app);
-    const std::optional<QString> sheet = readStyleSheet(dark);
-    QVERIFY(sheet.has_value());
-    QVERIFY(sheet->size() > 1000);
-
     capturedWarnings.clear();
     const QtMessageHandler previous = qInstallMessageHandler(captureWarnings);
     applyStyleSheet(*app, dark);
-    QMainWindow window;
-    window.menuBar()->addMenu(u"&File"_s)->addAction(u"Open"_s);
-    window.statusBar()->showMessage(u"Ready"_s);
-    auto *central = new QWidget;
-    auto *layout = new QVBoxLayout(central);
-    auto *group = new QGroupBox(u"Group"_s);
-    auto *groupLayout = new QVBoxLayout(group);
-    groupLayout->addWidget(new QRadioButton(u"Radio"_s));
-    auto *check = new QCheckBox(u"Check"_s);
-    check->setChecked(true);
-    groupLayout->addWidget(check);
-    groupLayout->addWidget(new QLineEdit(u"Text"_s));
-    auto *combo = new QComboBox;
-    combo->addItems({u"One"_s, u"Two"_s});
-    groupLayout->addWidget(combo);
-    groupLayout->addWidget(new QSpinBox);
-    layout->addWidget(group);
-    auto *tabs = new QTabWidget;
-    auto *table = new QTableWidget(30, 3);
-    table->setAlternatingRowColors(true);
-    table->setSortingEnabled(true);
-    tabs->addTab(table, u"Files"_s);
-    auto *log = new QPlainTextEdit(QString(u"line\n"_s).repeated(200));
-    log->setObjectName(u"logView"_s);
-    tabs->addTab(log, u"Log"_s);
-    layout->addWidget(tabs);
-    auto *overlay = new QWidget(central);
-    overlay->setObjectName(u"dropOverlay"_s);
-    overlay->setAttribute(Qt::WA_StyledBackground);
-    auto *scroll = new QScrollArea;
-    scroll->setWidget(new QLabel(u"Scrolled"_s));
-    layout->addWidget(scroll);
-
-    // One widget per role value, each after a plain sibling of the same kind.
-    auto add = [&](QWidget *widget, const char *property, const char *role) {
+    QWidget window;
+    auto *layout = new QVBoxLayout(&window);
+    const auto add = [&](QWidget *widget, const char *property, const char *role) {
         widget->setFixedSize(120, 30);
-        if (role)
-            widget->setProperty(property, QString::fromLatin1(role));
+        widget->setProperty(property, QString::fromLatin1(role));
         layout->addWidget(widget);
         return widget;
     };
-    QList<QWidget *> buttons;
-    for (const char *role : {static_cast<const char *>(nullptr), "start", "stop", "stopping", "link"})
-        buttons << add(new QPushButton(u" "_s), "buttonRole", role);
-    QList<QWidget *> bars;
-    for (const char *role : {static_cast<const char *>(nullptr), "success", "error"}) {
+    QList<QList<QWidget *>> kinds(3);
+    for (const char *role : {"", "start", "stop", "stopping", "link"})
+        kinds[0] << add(new QPushButton(u" "_s), "buttonRole", role);
+    for (const char *role : {"", "success", "error"}) {
         auto *bar = new QProgressBar;
         bar->setTextVisible(false);
         bar->setValue(100);
-        bars << add(bar, "barRole", role);
+        kinds[1] << add(bar, "barRole", role);
     }
-    QList<QWidget *> labels{add(new QLabel(u"MMMMMMMM"_s), "textRole", nullptr)};
-    for (const char *role : {"secondary", "success", "error"})
-        labels << add(new QLabel(u"MMMMMMMM"_s), "textRole", role);
+    for (const char *role : {"", "secondary", "success", "error"})
+        kinds[2] << add(new QLabel(u"MMMMMMMM"_s), "textRole", role);
     for (const char *role : {"supported", "unsupported"})
-        labels << add(new QLabel(u"MMMMMMMM"_s), "badgeRole", role);
-    window.setCentralWidget(central);
-    window.resize(500, 1200);
+        kinds[2] << add(new QLabel(u"MMMMMMMM"_s), "badgeRole", role);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
-    window.grab();
-    QMenu menu;
-    menu.addAction(u"Item"_s);
-    menu.addSeparator();
-    menu.grab();
-
-    for (const QList<QWidget *> &kind : {buttons, bars, labels}) {
+    for (const QList<QWidget *> &kind : std::as_const(kinds)) {
         QList<QImage> looks;
         for (QWidget *widget : kind)
             looks << widget->grab().toImage();
@@ -423,30 +299,9 @@ void tst_Theme::styleSheets()
     }
     qInstallMessageHandler(previous);
     QVERIFY2(capturedWarnings.isEmpty(), qPrintable(capturedWarnings.join(u'\n')));
-    QCOMPARE(app->styleSheet(), *sheet);
+    QCOMPARE(app->styleSheet(), readStyleSheet(dark).value_or(QString()));
+    QVERIFY(app->styleSheet().size() > 1000);
     app->setStyleSheet(QString());
-}
-
-void tst_Theme::fontFamilyRule_data()
-{
-    QTest::addColumn<int>("id");
-    QTest::addColumn<QStringList>("families");
-    QTest::addColumn<QString>("expected");
-    QTest::addRow("registration failed") << -1 << QStringList() << u"Tahoma"_s;
-    QTest::addRow("first family wins") << 2 << QStringList{u"Lato"_s, u"Lato Regular"_s} << u"Lato"_s;
-}
-
-void tst_Theme::fontFamilyRule()
-{
-    QFETCH(int, id);
-    QFETCH(QStringList, families);
-    QFETCH(QString, expected);
-    QCOMPARE(interfaceFontFamily(id, families), expected);
-}
-
-void tst_Theme::bundledFontLoads()
-{
-    QCOMPARE(loadInterfaceFont(), u"Lato"_s);
 }
 
 QTEST_MAIN(tst_Theme)

@@ -3,8 +3,6 @@
 #include "online/httpsclient.h"
 #include "online/updatedialogs.h"
 #include "online/versionchecker.h"
-#include "testsupport/testcertificate.h"
-#include "testsupport/testnetworkenvironment.h"
 #include "testsupport/tlstestserver.h"
 
 #include <QAbstractButton>
@@ -12,10 +10,7 @@
 #include <QMessageBox>
 #include <QPointer>
 #include <QSettings>
-#include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
-#include <QWidget>
 
 #include <memory>
 
@@ -26,29 +21,10 @@ namespace {
 QByteArray versionJson(const QString &latest, const QString &minVersion = {}, const QString &key = u"revit"_s)
 {
     QByteArray entry = "\"latest\": \"" + latest.toUtf8() +
-                       "\", \"released\": \"2026-05-01\", "
-                       "\"download_path\": \"/download/revit/\"";
+                       "\", \"released\": \"2026-05-01\", \"download_path\": \"/download/revit/\"";
     if (!minVersion.isNull())
         entry += ", \"min_version\": \"" + minVersion.toUtf8() + "\"";
     return "{\"converters\": {\"" + key.toUtf8() + "\": {" + entry + "}}, \"other\": 1}";
-}
-
-QList<QMessageBox *> openBoxes(QWidget *parent)
-{
-    QList<QMessageBox *> boxes;
-    for (QMessageBox *box : parent->findChildren<QMessageBox *>())
-        if (box->isVisible())
-            boxes.append(box);
-    return boxes;
-}
-
-QStringList buttonTexts(const QMessageBox *box)
-{
-    QStringList texts;
-    for (const QAbstractButton *button : box->buttons())
-        texts.append(button->text().remove(u'&'));
-    texts.sort();
-    return texts;
 }
 
 } // namespace
@@ -63,27 +39,23 @@ public Q_SLOTS:
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanupTestCase();
+    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(u"https"_s); }
     void init();
-    void cleanup();
     void isNewer_data();
     void isNewer();
     void parse_data();
     void parse();
-    void downloadLink_data();
-    void downloadLink();
+    void unsafeDownloadPathLeadsToTheOverview_data();
+    void unsafeDownloadPathLeadsToTheOverview();
     void schedule_data();
     void schedule();
     void checkerDeletedBeforeTheAnswer();
-    void dialogs_data();
-    void dialogs();
-    void flows_data();
-    void flows();
+    void checks_data();
+    void checks();
 
 private:
+    TlsFixture tls;
     QTemporaryDir dir;
-    TestCertificate certificate;
-    std::unique_ptr<TlsTestServer> server;
     std::unique_ptr<QSettings> settings;
     std::unique_ptr<QWidget> window;
     QList<QUrl> openedUrls;
@@ -91,33 +63,17 @@ private:
 
 void tst_VersionChecker::initTestCase()
 {
-    QVERIFY(dir.isValid());
-    certificate = TestCertificate::generate(dir.path(), u"host"_s);
-    QVERIFY2(certificate.isValid(), qPrintable(certificate.error));
-    server = std::make_unique<TlsTestServer>(certificate);
-    QVERIFY(server->start());
-    useLocalTestHost(certificate.certificatePath, server->baseUrl());
+    QVERIFY2(tls.start(), qPrintable(tls.error));
     QDesktopServices::setUrlHandler(u"https"_s, this, "openUrl");
-}
-
-void tst_VersionChecker::cleanupTestCase()
-{
-    QDesktopServices::unsetUrlHandler(u"https"_s);
 }
 
 void tst_VersionChecker::init()
 {
-    server->clearRecords();
+    tls.server().clearRecords();
     openedUrls.clear();
     QFile::remove(dir.filePath(u"settings.ini"_s));
     settings = std::make_unique<QSettings>(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
     window = std::make_unique<QWidget>();
-}
-
-void tst_VersionChecker::cleanup()
-{
-    window.reset();
-    settings.reset();
 }
 
 void tst_VersionChecker::isNewer_data()
@@ -125,7 +81,6 @@ void tst_VersionChecker::isNewer_data()
     QTest::addColumn<QString>("a");
     QTest::addColumn<QString>("b");
     QTest::addColumn<bool>("newer");
-    QTest::addRow("equal") << u"18.1.0"_s << u"18.1.0"_s << false;
     QTest::addRow("shorter equals padded") << u"18.1"_s << u"18.1.0"_s << false;
     QTest::addRow("numeric, not text") << u"18.10.0"_s << u"18.9.0"_s << true;
     QTest::addRow("older") << u"18.0.9"_s << u"18.1.0"_s << false;
@@ -143,61 +98,43 @@ void tst_VersionChecker::isNewer()
 void tst_VersionChecker::parse_data()
 {
     QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("error");
     QTest::addColumn<bool>("updateAvailable");
     QTest::addColumn<bool>("belowMinimum");
     const QString invalid = u"Invalid response from update server."_s;
-    const QString noInfo = u"No version info available for this converter."_s;
-    QTest::addRow("newer") << versionJson(u"18.2.0"_s) << u"revit"_s << QString() << true << false;
-    QTest::addRow("equal, no minimum")
-        << versionJson(u"18.1.0"_s) << u"revit"_s << QString() << false << false;
-    QTest::addRow("minimum above us")
-        << versionJson(u"18.2.0"_s, u"18.2"_s) << u"revit"_s << QString() << true << true;
-    QTest::addRow("minimum equal to us")
-        << versionJson(u"18.2.0"_s, u"18.1"_s) << u"revit"_s << QString() << true << false;
+    QTest::addRow("minimum equal to us") << versionJson(u"18.2.0"_s, u"18.1"_s) << QString() << true << false;
     QTest::addRow("other converter only")
-        << versionJson(u"19.0"_s, {}, u"ifc"_s) << u"revit"_s << noInfo << false << false;
-    QTest::addRow("broken JSON") << QByteArray(R"({"converters": {)") << u"revit"_s << invalid << false
-                                 << false;
-    QTest::addRow("array root") << QByteArray(R"([{"converters":{}}])") << u"revit"_s << invalid << false
-                                << false;
+        << versionJson(u"19.0"_s, {}, u"ifc"_s) << u"No version info available for this converter."_s << false
+        << false;
+    QTest::addRow("broken JSON") << QByteArray(R"({"converters": {)") << invalid << false << false;
+    QTest::addRow("array root") << QByteArray(R"([{"converters":{}}])") << invalid << false << false;
 }
 
 void tst_VersionChecker::parse()
 {
     QFETCH(QByteArray, json);
-    QFETCH(QString, key);
     QFETCH(QString, error);
     QFETCH(bool, updateAvailable);
     QFETCH(bool, belowMinimum);
-    const VersionInfo info = VersionChecker::parse(json, key);
+    const VersionInfo info = VersionChecker::parse(json, u"revit"_s);
     QCOMPARE(info.error, error);
     QCOMPARE(info.updateAvailable, updateAvailable);
     QCOMPARE(info.belowMinimum, belowMinimum);
-    if (error.isEmpty()) {
-        QCOMPARE(info.released, u"2026-05-01"_s);
-        QCOMPARE(info.downloadPath, u"/download/revit/"_s);
-    }
+    QCOMPARE(info.downloadPath, error.isEmpty() ? u"/download/revit/"_s : QString());
 }
 
-void tst_VersionChecker::downloadLink_data()
+void tst_VersionChecker::unsafeDownloadPathLeadsToTheOverview_data()
 {
     QTest::addColumn<QString>("downloadPath");
-    QTest::addColumn<QString>("path");
-    QTest::addRow("safe path") << u"/download/revit/"_s << u"/download/revit/"_s;
-    QTest::addRow("absolute URL") << u"https://evil.example.net/x"_s << u"/convertors/"_s;
-    QTest::addRow("two slashes") << u"//evil.example.net/x"_s << u"/convertors/"_s;
-    QTest::addRow("empty") << QString() << u"/convertors/"_s;
+    QTest::addRow("two slashes") << u"//evil.example.net/x"_s;
+    QTest::addRow("absolute URL") << u"https://evil.example.net/x"_s;
 }
 
-void tst_VersionChecker::downloadLink()
+void tst_VersionChecker::unsafeDownloadPathLeadsToTheOverview()
 {
     QFETCH(QString, downloadPath);
-    QFETCH(QString, path);
-    const QUrl link = VersionChecker::downloadLink(downloadPath);
-    QCOMPARE(link, QUrl(Deployment::vendorSiteUrl() + path));
-    QCOMPARE(link.host(), QUrl(Deployment::vendorSiteUrl()).host());
+    QCOMPARE(VersionChecker::downloadLink(downloadPath),
+             QUrl(Deployment::vendorSiteUrl() + u"/convertors/"_s));
 }
 
 void tst_VersionChecker::schedule_data()
@@ -213,6 +150,7 @@ void tst_VersionChecker::schedule_data()
     QTest::addRow("6 days 23 hours ago")
         << unset << unset << QVariant(now.addDays(-7).addSecs(3600)) << false;
     QTest::addRow("7 days ago") << unset << unset << QVariant(now.addDays(-7)) << true;
+    QTest::addRow("daily, 25 hours ago") << unset << QVariant(1) << QVariant(now.addSecs(-25 * 3600)) << true;
     QTest::addRow("unparsable last check") << unset << unset << QVariant(u"last tuesday"_s) << true;
     QTest::addRow("last check in the future") << unset << unset << QVariant(now.addDays(2)) << true;
 }
@@ -223,12 +161,12 @@ void tst_VersionChecker::schedule()
     QFETCH(QVariant, intervalDays);
     QFETCH(QVariant, lastCheck);
     QFETCH(bool, due);
-    if (enabled.isValid())
-        settings->setValue(SettingsKeys::autoCheckUpdates(), enabled);
-    if (intervalDays.isValid())
-        settings->setValue(SettingsKeys::updateIntervalDays(), intervalDays);
-    if (lastCheck.isValid())
-        settings->setValue(SettingsKeys::lastUpdateCheck(), lastCheck);
+    const QList<std::pair<QString, QVariant>> values{{SettingsKeys::autoCheckUpdates(), enabled},
+                                                     {SettingsKeys::updateIntervalDays(), intervalDays},
+                                                     {SettingsKeys::lastUpdateCheck(), lastCheck}};
+    for (const auto &[key, value] : values)
+        if (value.isValid())
+            settings->setValue(key, value);
     settings->sync();
     // Read back from the file, as the program would after a restart.
     QSettings reread(settings->fileName(), QSettings::IniFormat);
@@ -237,100 +175,20 @@ void tst_VersionChecker::schedule()
 
 void tst_VersionChecker::checkerDeletedBeforeTheAnswer()
 {
-    TlsTestServer::Reply slow;
-    slow.body = versionJson(u"19.0"_s);
-    slow.pauseAfter = 10;
-    slow.pauseMs = 300;
-    server->setReply(u"/releases/version.json"_s, slow);
-
+    tls.server().setReply(u"/releases/version.json"_s,
+                          {.body = versionJson(u"19.0"_s), .pauseAfter = 10, .pauseMs = 300});
     bool heard = false;
     auto *checker = new VersionChecker(u"revit"_s);
     connect(checker, &VersionChecker::finished, this, [&heard] { heard = true; });
     checker->check();
     delete checker;
     // Let the worker finish and its queued report come and go.
-    QTRY_COMPARE_WITH_TIMEOUT(server->requestHeads().size(), 1, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(tls.server().requestHeads().size(), 1, 5000);
     QTest::qWait(800);
     QVERIFY(!heard);
 }
 
-void tst_VersionChecker::dialogs_data()
-{
-    QTest::addColumn<QByteArray>("json");
-    QTest::addColumn<QString>("networkError");
-    QTest::addColumn<int>("icon");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QStringList>("buttons");
-    QTest::addColumn<QString>("openedPath");
-    const QStringList siteAndClose{u"Close"_s, u"Open Site"_s};
-    QTest::addRow("no updates") << versionJson(u"18.1.0"_s) << QString() << int(QMessageBox::Information)
-                                << u"No Updates"_s << u"You are running the latest version (18.1.0)."_s
-                                << QStringList{u"OK"_s} << QString();
-    QTest::addRow("update available")
-        << versionJson(u"18.2.0"_s) << QString() << int(QMessageBox::Information) << u"Update Available"_s
-        << u"A new version is available: <b>18.2.0</b> (released 2026-05-01).<br>"
-           "You are currently running version <b>18.1.0</b>."_s
-        << siteAndClose << u"/download/revit/"_s;
-    QTest::addRow("below minimum wins")
-        << versionJson(u"18.2.0"_s, u"18.2"_s) << QString() << int(QMessageBox::Warning)
-        << u"Version No Longer Supported"_s
-        << u"Your version <b>18.1.0</b> is below the minimum supported version <b>18.2</b>.<br>"
-           "Latest version: <b>18.2.0</b> (released 2026-05-01).<br><br>"
-           "Please update to continue receiving support."_s
-        << siteAndClose << u"/download/revit/"_s;
-    QTest::addRow("server text is not markup")
-        << versionJson(u"19.<i>"_s) << QString() << int(QMessageBox::Information) << u"Update Available"_s
-        << u"A new version is available: <b>19.&lt;i&gt;</b> (released 2026-05-01).<br>"
-           "You are currently running version <b>18.1.0</b>."_s
-        << siteAndClose << u"/download/revit/"_s;
-    QTest::addRow("failed") << QByteArray() << u"HTTP 503"_s << int(QMessageBox::Warning)
-                            << u"Update Check Failed"_s
-                            << u"Could not check for updates.<br>Network error: HTTP 503"_s << siteAndClose
-                            << u"/convertors/"_s;
-}
-
-void tst_VersionChecker::dialogs()
-{
-    QFETCH(QByteArray, json);
-    QFETCH(QString, networkError);
-    QFETCH(int, icon);
-    QFETCH(QString, title);
-    QFETCH(QString, text);
-    QFETCH(QStringList, buttons);
-    QFETCH(QString, openedPath);
-    VersionInfo info;
-    if (networkError.isEmpty())
-        info = VersionChecker::parse(json, u"revit"_s);
-    else
-        info.error = u"Network error: %1"_s.arg(networkError);
-
-    QPointer<QMessageBox> box = UpdateDialogs::createManualCheckDialog(info, window.get());
-    QCOMPARE(int(box->icon()), icon);
-    QCOMPARE(box->windowTitle(), title);
-    QCOMPARE(box->text(), text);
-    QCOMPARE(buttonTexts(box), buttons);
-
-    // "Open Site" (in the accept role) opens the page; Close and OK open nothing.
-    box->open();
-    QAbstractButton *openSite = nullptr;
-    QAbstractButton *other = nullptr;
-    for (QAbstractButton *button : box->buttons())
-        (button->text() == u"Open Site"_s ? openSite : other) = button;
-    QVERIFY(other);
-    QCOMPARE(openSite != nullptr, !openedPath.isEmpty());
-    if (openSite) {
-        QCOMPARE(box->buttonRole(openSite), QMessageBox::AcceptRole);
-        openSite->click();
-        QCOMPARE(openedUrls, QList<QUrl>{QUrl(Deployment::vendorSiteUrl() + openedPath)});
-    } else {
-        other->click();
-        QVERIFY(openedUrls.isEmpty());
-    }
-    QTRY_VERIFY(box.isNull()); // closed boxes delete themselves
-}
-
-void tst_VersionChecker::flows_data()
+void tst_VersionChecker::checks_data()
 {
     QTest::addColumn<bool>("manual");
     QTest::addColumn<int>("status");
@@ -339,22 +197,28 @@ void tst_VersionChecker::flows_data()
     QTest::addColumn<bool>("asks");
     QTest::addColumn<QString>("title"); // empty: no box
     QTest::addColumn<QString>("textPart");
-    QTest::addRow("automatic, unsupported") << false << 200 << versionJson(u"18.2.0"_s, u"18.2"_s) << 30
-                                            << true << u"Version No Longer Supported"_s << u"<b>18.2</b>"_s;
+    QTest::addColumn<QString>("openedPath"); // empty: the box offers no site
+    const QString download = u"/download/revit/"_s;
+    QTest::addRow("automatic, unsupported")
+        << false << 200 << versionJson(u"18.2.0"_s, u"18.2"_s) << 30 << true
+        << u"Version No Longer Supported"_s << u"minimum supported version <b>18.2</b>"_s << download;
     QTest::addRow("automatic, up to date is silent")
-        << false << 200 << versionJson(u"18.1.0"_s) << -1 << true << QString() << QString();
+        << false << 200 << versionJson(u"18.1.0"_s) << -1 << true << QString() << QString() << QString();
     QTest::addRow("automatic, failure is silent")
-        << false << 500 << QByteArray() << 8 << true << QString() << QString();
+        << false << 500 << QByteArray() << 8 << true << QString() << QString() << QString();
     QTest::addRow("automatic, not due")
-        << false << 200 << versionJson(u"19.0"_s) << 1 << false << QString() << QString();
-    QTest::addRow("manual, not found") << true << 404 << QByteArray("gone") << -1 << true
-                                       << u"Update Check Failed"_s << u"<br>Network error: HTTP 404"_s;
+        << false << 200 << versionJson(u"19.0"_s) << 1 << false << QString() << QString() << QString();
+    QTest::addRow("manual, up to date") << true << 200 << versionJson(u"18.1.0"_s) << 1 << true
+                                        << u"No Updates"_s << u"(18.1.0)"_s << QString();
+    QTest::addRow("manual, server text is not markup")
+        << true << 200 << versionJson(u"19.<i>"_s) << -1 << true << u"Update Available"_s
+        << u"<b>19.&lt;i&gt;</b> (released 2026-05-01)"_s << download;
     QTest::addRow("manual, too large")
         << true << 200 << QByteArray(httpsJsonLimit + 1, ' ') << -1 << true << u"Update Check Failed"_s
-        << u"<br>Network error: Response too large."_s;
+        << u"<br>Network error: Response too large."_s << u"/convertors/"_s;
 }
 
-void tst_VersionChecker::flows()
+void tst_VersionChecker::checks()
 {
     QFETCH(bool, manual);
     QFETCH(int, status);
@@ -363,10 +227,8 @@ void tst_VersionChecker::flows()
     QFETCH(bool, asks);
     QFETCH(QString, title);
     QFETCH(QString, textPart);
-    TlsTestServer::Reply reply;
-    reply.status = status;
-    reply.body = body;
-    server->setReply(u"/releases/version.json"_s, reply);
+    QFETCH(QString, openedPath);
+    tls.server().setReply(u"/releases/version.json"_s, {.status = status, .body = body});
     const QDateTime started = QDateTime::currentDateTime();
     if (lastCheckDaysAgo >= 0)
         settings->setValue(SettingsKeys::lastUpdateCheck(), started.addDays(-lastCheckDaysAgo));
@@ -377,7 +239,7 @@ void tst_VersionChecker::flows()
                : UpdateDialogs::startAutomaticCheck(settings.get(), u"revit"_s, window.get());
     QCOMPARE(!checker.isNull(), asks);
     QTRY_VERIFY_WITH_TIMEOUT(checker.isNull(), 10000); // deleted once its answer is handled
-    QCOMPARE(server->requestedTargets(),
+    QCOMPARE(tls.server().requestedTargets(),
              asks ? QList<QByteArray>{"/releases/version.json"} : QList<QByteArray>());
     // Only an automatic check that ran moves the schedule on, whatever its outcome.
     if (asks && !manual)
@@ -385,12 +247,27 @@ void tst_VersionChecker::flows()
     else
         QCOMPARE(settings->value(SettingsKeys::lastUpdateCheck()), lastCheckBefore);
 
-    const QList<QMessageBox *> boxes = openBoxes(window.get());
+    QList<QMessageBox *> boxes = window->findChildren<QMessageBox *>();
     QCOMPARE(boxes.size(), title.isEmpty() ? 0 : 1);
-    if (!title.isEmpty()) {
-        QCOMPARE(boxes.first()->windowTitle(), title);
-        QVERIFY2(boxes.first()->text().contains(textPart), qPrintable(boxes.first()->text()));
-    }
+    if (title.isEmpty())
+        return;
+    QPointer<QMessageBox> box = boxes.first();
+    QVERIFY(box->isVisible());
+    QCOMPARE(box->windowTitle(), title);
+    QVERIFY2(box->text().contains(textPart), qPrintable(box->text()));
+    // "Open Site", in the accept role, opens the page; Close and OK open nothing.
+    QAbstractButton *openSite = nullptr;
+    QAbstractButton *other = nullptr;
+    for (QAbstractButton *button : box->buttons())
+        (button->text() == u"Open Site"_s ? openSite : other) = button;
+    QVERIFY(other);
+    QCOMPARE(openSite != nullptr, !openedPath.isEmpty());
+    if (openSite)
+        QCOMPARE(box->buttonRole(openSite), QMessageBox::AcceptRole);
+    (openSite ? openSite : other)->click();
+    QCOMPARE(openedUrls,
+             openSite ? QList<QUrl>{QUrl(Deployment::vendorSiteUrl() + openedPath)} : QList<QUrl>());
+    QTRY_VERIFY(box.isNull()); // closed boxes delete themselves
 }
 
 QTEST_MAIN(tst_VersionChecker)
