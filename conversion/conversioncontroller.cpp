@@ -44,12 +44,70 @@ ConversionController::ConversionController(QObject *parent)
 {
     flushTimer.setInterval(100);
     connect(&flushTimer, &QTimer::timeout, this, &ConversionController::onLogFlush);
+    connect(&stallTimer, &QTimer::timeout, this, &ConversionController::checkStall);
+}
+
+void ConversionController::setLogFolder(const QString &folder)
+{
+    logFolder = folder;
+    logFiles.clear();
+}
+
+void ConversionController::setStallLimit(qint64 ms, StallAction action)
+{
+    stallLimitMs = std::max<qint64>(ms, 0);
+    stallAction = action;
+    // Checked a few times per limit, at most once a second: a late warning by a second is fine.
+    stallTimer.setInterval(static_cast<int>(std::clamp<qint64>(stallLimitMs / 4, 10, 1000)));
+}
+
+void ConversionController::openFileLog()
+{
+    fileLog.close();
+    if (logFolder.isEmpty())
+        return;
+    QString &name = logFiles[currentFile];
+    if (name.isEmpty()) {
+        // Named after the input; two inputs of one name in different folders get a number.
+        const QString base = QFileInfo(currentFile).fileName();
+        name = QDir(logFolder).filePath(base + u".log"_s);
+        for (int n = 2; std::any_of(logFiles.cbegin(), logFiles.cend(),
+                                    [&](const QString &other) { return &other != &name && other == name; });
+             ++n)
+            name = QDir(logFolder).filePath(u"%1 (%2).log"_s.arg(base).arg(n));
+    }
+    fileLog.setFileName(name);
+    // A file that runs again (retry, convert next) adds to the log of its first run.
+    if (fileLog.open(QIODevice::WriteOnly | QIODevice::Append) && fileLog.size() > 0)
+        fileLog.write("\n");
+}
+
+void ConversionController::checkStall()
+{
+    if (!running || stallLimitMs <= 0 || stallReported || !process || process->state() != QProcess::Running ||
+        !lastActivity.hasExpired(stallLimitMs))
+        return;
+    stallReported = true;
+    const qint64 minutes = stallLimitMs / 60000;
+    const qint64 seconds = stallLimitMs / 1000;
+    const QString silence = minutes == 1   ? tr("1 minute")
+                            : minutes > 1  ? tr("%1 minutes").arg(minutes)
+                            : seconds == 1 ? tr("1 second")
+                                           : tr("%1 seconds").arg(seconds);
+    appendLogLine(
+        tr("[WARNING] %1 has printed nothing for %2").arg(QFileInfo(currentFile).fileName(), silence));
+    onLogFlush();
+    const QString file = currentFile;
+    Q_EMIT stalled(file, stallAction);
+    if (stallAction == StallAction::Skip && running && file == currentFile)
+        skipCurrent();
 }
 
 ConversionController::~ConversionController()
 {
     running = false;
     flushTimer.stop();
+    stallTimer.stop();
     killProcess();
 }
 
@@ -94,6 +152,8 @@ void ConversionController::start(const QStringList &files, const ConversionOptio
 
     lastFlush.start();
     flushTimer.start();
+    if (stallLimitMs > 0)
+        stallTimer.start();
     startNextFile();
 }
 
@@ -102,6 +162,8 @@ void ConversionController::startNextFile()
     if (queue.isEmpty()) {
         running = false;
         flushTimer.stop();
+        stallTimer.stop();
+        fileLog.close();
         onLogFlush();
         releaseBuffers();
         Q_EMIT allDone(successCount, failCount, skipCount);
@@ -116,6 +178,9 @@ void ConversionController::startNextFile()
     currentFile = entry.inputPath;
     pendingOutput.clear();
     dropLeadingLineFeed = false;
+    lastActivity.start();
+    stallReported = false;
+    openFileLog();
     const quint64 serial = fileSerial;
     Q_EMIT fileStarted(currentIndex, totalFiles, currentFile);
     // A receiver may have stopped the run (or started another) in the meantime.
@@ -202,6 +267,7 @@ bool ConversionController::readOutput(qint64 maxBytes)
     const qsizetype kept = pendingOutput.size();
     pendingOutput.resize(kept + wanted);
     const qint64 got = process->read(pendingOutput.data() + kept, wanted);
+    lastActivity.start();
     pendingOutput.resize(kept + std::max<qint64>(got, 0));
     splitLines();
     return got > 0 && process && process->bytesAvailable() > 0;
@@ -291,6 +357,8 @@ void ConversionController::appendLogLine(QStringView line)
     if (!logBuffer.isEmpty())
         logBuffer.append(u'\n');
     logBuffer.append(line);
+    if (fileLog.isOpen())
+        fileLog.write(line.toUtf8() + '\n');
 }
 
 void ConversionController::handleLine(QByteArrayView bytes)
@@ -319,6 +387,9 @@ void ConversionController::handleLine(QByteArrayView bytes)
     if (separator)
         logBuffer[start] = u'\n';
     logBuffer.resize(start + separator + length);
+    if (fileLog.isOpen())
+        fileLog.write(
+            withoutEscapes(QStringView(logBuffer.constData() + start + separator, length)).toUtf8() + '\n');
 
     // Matched after it is in the log, so a receiver that skips or stops still finds the
     // line in the flushed log.
@@ -451,7 +522,9 @@ void ConversionController::stop()
     queue.clear();
     requestedNext = 0;
     flushTimer.stop();
+    stallTimer.stop();
     killProcess();
+    fileLog.close();
     onLogFlush();
     releaseBuffers();
 }

@@ -6,6 +6,8 @@
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QProcess>
@@ -45,6 +47,18 @@ public:
     // converter that died from a signal, so a crash never reads as a converter message.
     static int reportedExitCode(int exitCode, QProcess::ExitStatus status);
 
+    // Each file's output is also written, as plain text, to a file of its own in this folder
+    // (empty: not at all). Set before start.
+    void setLogFolder(const QString &folder);
+    // The log file of a file of this run, or empty.
+    QString logFileOf(const QString &filePath) const { return logFiles.value(filePath); }
+
+    // What happens when a converter prints nothing for the stall limit: a warning in the
+    // log always, and then nothing more, a skip, or a stop (which the owner carries out on
+    // hearing `stalled`, as for the user's own Stop). A limit of 0 turns the watchdog off.
+    enum class StallAction { Warn, Skip, Stop };
+    void setStallLimit(qint64 ms, StallAction action);
+
 Q_SIGNALS:
     void fileStarted(int index, int total, const QString &filename);
     void fileFinished(int index, int exitCode, const QString &filename);
@@ -53,6 +67,8 @@ Q_SIGNALS:
     void allDone(int successCount, int failCount, int skipCount);
     void errorOccurred(int exitCode, const QString &filename);
     void stageChanged(const QString &stageName);
+    // The running file printed nothing for the stall limit; `action` is what was chosen.
+    void stalled(const QString &filePath, ConversionController::StallAction action);
 
 public Q_SLOTS:
     void onProcessFinished(int exitCode, QProcess::ExitStatus status);
@@ -61,6 +77,8 @@ public Q_SLOTS:
 
 private:
     void startNextFile();
+    void openFileLog();
+    void checkStall();
     void killProcess();
     void onProcessError(QProcess::ProcessError error);
     // Reads at most maxBytes of output and handles the complete lines in it; true when
@@ -94,6 +112,14 @@ private:
     QString outputDir;
     QString currentFile;
     QTimer flushTimer;
+    QString logFolder;
+    QHash<QString, QString> logFiles;
+    QFile fileLog;
+    QTimer stallTimer;
+    QElapsedTimer lastActivity;
+    qint64 stallLimitMs = 0;
+    StallAction stallAction = StallAction::Warn;
+    bool stallReported = false;
     // Output lines not yet emitted, already joined by line feeds.
     QString logBuffer;
     ConversionOptions runOptions;

@@ -68,3 +68,21 @@ QStringList buildConverterArguments(const ConverterInfo &info, const ConversionO
     args.append(u"--ui"_s);
     return args;
 }
+
+QStringList expectedOutputFiles(const ConverterInfo &info, const ConversionOptions &options,
+                                const QString &outputDir)
+{
+    const QString folder = outputDir.isEmpty() ? QFileInfo(options.inputPath).absolutePath() : outputDir;
+    QStringList outputs;
+    for (const QString &argument : buildConverterArguments(info, options, folder)) {
+        for (const QLatin1StringView prefix : {"--output-dae="_L1, "--output-xlsx="_L1, "--output="_L1}) {
+            if (!argument.startsWith(prefix))
+                continue;
+            const bool skipped = (prefix == "--output-dae="_L1 && options.skipDae) ||
+                                 (prefix == "--output-xlsx="_L1 && options.skipXlsx);
+            if (!skipped)
+                outputs.append(argument.mid(prefix.size()));
+        }
+    }
+    return outputs;
+}

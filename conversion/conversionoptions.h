@@ -31,3 +31,9 @@ struct ConversionOptions
 // The converter's argument list for one file; an empty outputDir means "beside the input".
 QStringList buildConverterArguments(const ConverterInfo &info, const ConversionOptions &options,
                                     const QString &outputDir);
+
+// The result files the converter will write for one file, as its command line names them;
+// with no outputDir they go beside the input under the same names. Formats the options skip
+// are left out.
+QStringList expectedOutputFiles(const ConverterInfo &info, const ConversionOptions &options,
+                                const QString &outputDir);

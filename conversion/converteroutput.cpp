@@ -30,6 +30,13 @@ int roundedPercent(QStringView digits)
     return static_cast<int>(std::min(std::round(value), 1e9));
 }
 
+constexpr char16_t escape = 0x1b;
+
+bool isSgrParameters(QStringView params)
+{
+    return std::all_of(params.begin(), params.end(), [](QChar c) { return c.isDigit() || c == u';'; });
+}
+
 } // namespace
 
 ConverterLine interpretConverterLine(QStringView line)
@@ -119,4 +126,54 @@ LineKind classifyLine(QStringView line)
     if (line.contains(u"[WARNING]", Qt::CaseInsensitive) || line.contains(u"[WARN]", Qt::CaseInsensitive))
         return LineKind::Warning;
     return LineKind::Plain;
+}
+
+qsizetype escapeSequenceEnd(QStringView line, qsizetype start, QStringView *sgr)
+{
+    const auto in = [&line](qsizetype i, char16_t low, char16_t high) {
+        return i < line.size() && line[i].unicode() >= low && line[i].unicode() <= high;
+    };
+    qsizetype i = start + 1;
+    if (i < line.size() && line[i] == u'[') {
+        const qsizetype paramsStart = ++i;
+        while (in(i, 0x30, 0x3f))
+            ++i;
+        const qsizetype paramsEnd = i;
+        while (in(i, 0x20, 0x2f))
+            ++i;
+        if (!in(i, 0x40, 0x7e))
+            return i;
+        if (line[i] == u'm' && paramsEnd == i &&
+            isSgrParameters(line.mid(paramsStart, paramsEnd - paramsStart)))
+            *sgr = line.mid(paramsStart, paramsEnd - paramsStart);
+        return i + 1;
+    }
+    if (i < line.size() && line[i] == u']') {
+        for (++i; i < line.size(); ++i) {
+            if (line[i] == u'\a')
+                return i + 1;
+            if (line[i] == escape && i + 1 < line.size() && line[i + 1] == u'\\')
+                return i + 2;
+        }
+        return i;
+    }
+    while (in(i, 0x20, 0x2f))
+        ++i;
+    // A second escape starts a sequence of its own.
+    return i < line.size() && line[i] != escape ? i + 1 : i;
+}
+
+QString withoutEscapes(QStringView line)
+{
+    QString plain;
+    plain.reserve(line.size());
+    for (qsizetype i = 0; i < line.size();) {
+        if (line[i] == escape) {
+            QStringView sgr;
+            i = escapeSequenceEnd(line, i, &sgr);
+        } else {
+            plain += line[i++];
+        }
+    }
+    return plain;
 }

@@ -29,6 +29,13 @@ inline constexpr int Skipped = -3;
 inline constexpr int Disabled = -4;
 } // namespace ExitMarker
 
+// Where the escape sequence that starts at `start` (an ESC) ends: a CSI sequence at its
+// final byte, an OSC one (hyperlinks, titles) at BEL or ESC \, anything else after its
+// intermediates. *sgr is set to the parameters of a colour sequence and left null otherwise.
+qsizetype escapeSequenceEnd(QStringView line, qsizetype start, QStringView *sgr);
+// The line as plain text: every escape sequence removed.
+QString withoutEscapes(QStringView line);
+
 // What a log line counts as: its [ERROR] or [WARNING]/[WARN] tag, in any case.
 enum class LineKind { Plain, Warning, Error };
 LineKind classifyLine(QStringView line);

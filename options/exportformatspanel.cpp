@@ -68,3 +68,12 @@ void ExportFormatsPanel::reapplyLocks()
             it.value()->setEnabled(false);
     }
 }
+
+void ExportFormatsPanel::applySkipped(bool skipXlsx, bool skipDae)
+{
+    for (const auto &[key, skip] : {std::pair{u"XLSX"_s, skipXlsx}, std::pair{u"COLLADA"_s, skipDae}}) {
+        QCheckBox *box = formatBoxes.value(key);
+        if (box && !converter.formats.value(key).locked)
+            box->setChecked(!skip);
+    }
+}

@@ -22,6 +22,8 @@ public:
     void setConverter(const ConverterInfo &info);
     bool isXlsxUnchecked() const;
     bool isColladaUnchecked() const;
+    // Puts back which formats an earlier run left out; fixed formats stay as they are.
+    void applySkipped(bool skipXlsx, bool skipDae);
     // Required and unavailable formats stay fixed whatever enabled the panel again.
     void reapplyLocks();
 

@@ -3,6 +3,7 @@
 #include "common/dialogs.h"
 #include "common/dropoverlay.h"
 #include "common/styleroles.h"
+#include "conversion/conversionoptions.h"
 #include "conversion/converterinfo.h"
 
 #include <QButtonGroup>
@@ -356,4 +357,24 @@ bool OptionsPanel::exportSheetsToPdf() const
 bool OptionsPanel::useExactOutputPath() const
 {
     return isTicked(checkExactOutputPath);
+}
+
+void OptionsPanel::applyOptions(const ConversionOptions &options)
+{
+    if (QRadioButton *radio = modeButtons.value(options.mode))
+        radio->setChecked(true);
+    const QString customText = isRevit ? options.categories : options.config;
+    if (customEdit && !customText.isEmpty())
+        customEdit->setText(customText);
+    const std::pair<QCheckBox *, bool> boxes[] = {
+        {checkBoundingBox, options.boundingBox},  {checkRoomData, options.rooms},
+        {checkViewMapping, options.viewMap},      {checkExtendedParents, options.extendedParents},
+        {checkSchedules, options.schedules},      {checkSheetsPdf, options.sheetsToPdf},
+        {checkExactOutputPath, options.forcePath}};
+    for (const auto &[box, checked] : boxes) {
+        if (box)
+            box->setChecked(checked);
+    }
+    if (checkExtendedParents)
+        checkExtendedParents->setEnabled(exportMode() != completeId);
 }

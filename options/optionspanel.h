@@ -15,6 +15,7 @@ class QMimeData;
 class QPushButton;
 class QRadioButton;
 struct ConverterInfo;
+struct ConversionOptions;
 
 // The converter's export modes and optional features, rebuilt whenever the converter
 // changes. The command line is built from its queries.
@@ -38,6 +39,9 @@ public:
     bool exportSchedules() const;
     bool exportSheetsToPdf() const;
     bool useExactOutputPath() const;
+    // Puts back the choices of an earlier run (a resumed batch). Chosen by the program, the
+    // mode does not run the Full Dump rule and nothing is announced.
+    void applyOptions(const ConversionOptions &options);
 
     // The radio text of a mode; also what the run's confirmation calls the mode.
     static QString modeLabel(const QString &modeId, const QString &converterId);

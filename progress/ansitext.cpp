@@ -1,6 +1,7 @@
 #include "progress/ansitext.h"
 
 #include "common/statuscolours.h"
+#include "conversion/converteroutput.h"
 
 #include <QColor>
 
@@ -9,13 +10,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr char16_t escape = 0x1b;
-
-bool isSgrParameters(QStringView params)
-{
-    return std::all_of(params.begin(), params.end(), [](QChar c) { return c.isDigit() || c == u';'; });
-}
 
 template <typename Sink> void applySgr(QStringView params, Sink &sink)
 {
@@ -37,44 +31,6 @@ template <typename Sink> void applySgr(QStringView params, Sink &sink)
     }
 }
 
-// Where the escape sequence starting at `start` ends. A CSI sequence runs to its final
-// byte, an OSC one (hyperlinks, window titles) to BEL or ESC \, anything else to the first
-// byte after its intermediates. *sgr is set to the parameters of a colour sequence.
-qsizetype sequenceEnd(QStringView line, qsizetype start, QStringView *sgr)
-{
-    const auto in = [&line](qsizetype i, char16_t low, char16_t high) {
-        return i < line.size() && line[i].unicode() >= low && line[i].unicode() <= high;
-    };
-    qsizetype i = start + 1;
-    if (i < line.size() && line[i] == u'[') {
-        const qsizetype paramsStart = ++i;
-        while (in(i, 0x30, 0x3f))
-            ++i;
-        const qsizetype paramsEnd = i;
-        while (in(i, 0x20, 0x2f))
-            ++i;
-        if (!in(i, 0x40, 0x7e))
-            return i;
-        if (line[i] == u'm' && paramsEnd == i &&
-            isSgrParameters(line.mid(paramsStart, paramsEnd - paramsStart)))
-            *sgr = line.mid(paramsStart, paramsEnd - paramsStart);
-        return i + 1;
-    }
-    if (i < line.size() && line[i] == u']') {
-        for (++i; i < line.size(); ++i) {
-            if (line[i] == u'\a')
-                return i + 1;
-            if (line[i] == escape && i + 1 < line.size() && line[i + 1] == u'\\')
-                return i + 2;
-        }
-        return i;
-    }
-    while (in(i, 0x20, 0x2f))
-        ++i;
-    // A second escape starts a sequence of its own.
-    return i < line.size() && line[i] != escape ? i + 1 : i;
-}
-
 // Walks a line once and reports its text pieces and the colour commands between them, so
 // the HTML and the run list are always produced from the same reading of the line. Other
 // escape sequences (cursor moves, erase line, hyperlinks) are dropped, and a NUL shows as
@@ -86,7 +42,7 @@ template <typename Sink> void scanAnsi(const QString &line, Sink &sink)
     qsizetype i = 0;
     while (i < view.size()) {
         const char16_t c = view[i].unicode();
-        if (c != escape && c != 0) {
+        if (c != 0x1b && c != 0) {
             ++i;
             continue;
         }
@@ -97,7 +53,7 @@ template <typename Sink> void scanAnsi(const QString &line, Sink &sink)
             ++i;
         } else {
             QStringView sgr;
-            const qsizetype end = sequenceEnd(view, i, &sgr);
+            const qsizetype end = escapeSequenceEnd(view, i, &sgr);
             if (!sgr.isNull())
                 applySgr(sgr, sink);
             i = end;
