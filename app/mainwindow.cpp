@@ -7,9 +7,12 @@
 #include "common/settingskeys.h"
 #include "common/sharppixmap.h"
 #include "common/styleroles.h"
+#include "conversion/batchjournal.h"
+#include "conversion/batchrecorder.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/conversionoptions.h"
 #include "conversion/converteroutput.h"
+#include "conversion/preflight.h"
 #include "input/inputpanel.h"
 #include "input/inputscanner.h"
 #include "input/recentfiles.h"
@@ -96,6 +99,7 @@ MainWindow::MainWindow(const ConverterInfo &converterInfo, QSettings *settingsSt
     , converter(converterInfo)
     , settings(settingsStore)
     , controller(new ConversionController(this))
+
     , dialogs(sharedDialogs)
 {
     if (objectName().isEmpty())
@@ -115,6 +119,8 @@ MainWindow::MainWindow(const ConverterInfo &converterInfo, QSettings *settingsSt
         appIcon.addFile(u":/app/icons/kvtconverter-%1.png"_s.arg(size), QSize(size, size));
     setWindowIcon(appIcon);
     controller->setConverter(converter);
+    recorder = new BatchRecorder(controller, this);
+    batchRoot = BatchJournal::defaultRoot();
     scanner = new InputScanner(this);
 
     central = new QWidget(this);
@@ -323,7 +329,7 @@ void MainWindow::buildMenus()
     fileMenu->addSeparator();
     openOutputFolderAction = fileMenu->addAction(icon(u"folder-output"_s), tr("Open &Output Folder"));
     connect(openOutputFolderAction, &QAction::triggered, this, &MainWindow::openOutputFolder);
-    fileMenu->addSeparator();
+    QAction *exitSeparator = fileMenu->addSeparator();
     QAction *exitAction = fileMenu->addAction(icon(u"log-out"_s), tr("E&xit"));
     exitAction->setShortcut(QKeySequence(Qt::ALT | Qt::Key_F4));
     // Through close(), so a running conversion is confirmed as for the title bar's button.
@@ -353,6 +359,23 @@ void MainWindow::buildMenus()
     recentFiles = new RecentFiles(recentFilesMenu, converter.id, settings, this);
 
     connect(retryAction, &QAction::triggered, this, &MainWindow::onRetryFailed);
+
+    // The last batch's report: opened from the File menu, saved elsewhere from the Files tab.
+    batchReportAction = new QAction(icon(u"file-text"_s), tr("Batch &Report"), this);
+    batchReportAction->setObjectName(u"batchReportAction"_s);
+    batchReportAction->setEnabled(false);
+    fileMenu->insertAction(exitSeparator, batchReportAction);
+    connect(batchReportAction, &QAction::triggered, this,
+            [this] { dialogs->openUrl(QUrl::fromLocalFile(recorder->reportPath())); });
+    exportReportAction = new QAction(icon(u"save"_s), tr("Export Report..."), this);
+    exportReportAction->setObjectName(u"exportReportAction"_s);
+    exportReportAction->setEnabled(false);
+    batchPanel->addContextMenuAction(exportReportAction);
+    connect(exportReportAction, &QAction::triggered, this, &MainWindow::exportReport);
+    connect(recorder, &BatchRecorder::reportWritten, this, [this] {
+        batchReportAction->setEnabled(true);
+        exportReportAction->setEnabled(true);
+    });
 }
 
 void MainWindow::buildTrayIcon()
@@ -399,6 +422,12 @@ void MainWindow::connectSignals()
     connect(batchPanel, &BatchPanel::convertNextRequested, this, &MainWindow::onConvertNext);
     connect(batchPanel, &BatchPanel::fileExcludedDuringConversion, controller,
             &ConversionController::removeFromQueue);
+    connect(batchPanel, &BatchPanel::fileExcludedDuringConversion, recorder, &BatchRecorder::exclude);
+    connect(controller, &ConversionController::stalled, this,
+            [this](const QString &, ConversionController::StallAction action) {
+                if (action == ConversionController::StallAction::Stop && controller->isRunning())
+                    stopRun();
+            });
     connect(batchPanel, &BatchPanel::skipCurrentRequested, controller, &ConversionController::skipCurrent);
     connect(batchPanel, &BatchPanel::jumpToLogError, this, [this](const QString &fileName) {
         tabWidget->setCurrentIndex(logTabIndex);
@@ -592,6 +621,10 @@ void MainWindow::onStartRequested()
             return;
     }
 
+    QStringList upToDate;
+    if (!checkBeforeRun(active, upToDate))
+        return;
+
     saveRememberedState();
     syncSettings();
     recentFiles->add(RunFlow::recentEntry(inputPanel->selection(), active));
@@ -604,7 +637,40 @@ void MainWindow::onStartRequested()
         batchPanel->onConversionFinished();
         return;
     }
-    runFiles(files);
+    runFiles(files, upToDate);
+}
+
+bool MainWindow::checkBeforeRun(const QFileInfoList &files, QStringList &upToDate)
+{
+    PreflightInput input;
+    input.converter = converter;
+    input.converterPath = ConversionController::resolveExecutable(converter);
+    input.options = gatherOptions();
+    input.files = absolutePaths(files);
+    input.outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
+    input.skipUpToDate =
+        settings->value(SettingsKeys::skipUpToDate(), SettingsKeys::defaultSkipUpToDate).toBool();
+    const PreflightResult result = Preflight::check(input);
+    if (result.isClean())
+        return true;
+    QStringList texts;
+    for (const PreflightFinding &finding : result.findings)
+        texts.append(finding.text);
+    const QStringList choices =
+        result.refused() ? QStringList{tr("Go Back")} : QStringList{tr("Continue"), tr("Go Back")};
+    const int choice = dialogs->choose(this, tr("Before the conversion"), texts.join(u"\n\n"_s), choices);
+    if (result.refused() || choice != 0)
+        return false;
+    for (const PreflightFinding &finding : result.findings) {
+        if (finding.kind != PreflightFinding::Kind::MissingInput)
+            continue;
+        for (int i = 0; i < batchPanel->fileCount(); ++i) {
+            if (finding.paths.contains(batchPanel->fileAt(i).absoluteFilePath()))
+                batchPanel->disableFile(i);
+        }
+    }
+    upToDate = result.upToDate;
+    return true;
 }
 
 void MainWindow::onRetryFailed()
@@ -644,9 +710,10 @@ ConversionOptions MainWindow::gatherOptions() const
     return options;
 }
 
-void MainWindow::runFiles(const QFileInfoList &files)
+void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDate)
 {
     const ConversionOptions options = gatherOptions();
+    const QString outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
 
     scanner->stopWatching();
     clearingLogForRun = true;
@@ -669,8 +736,27 @@ void MainWindow::runFiles(const QFileInfoList &files)
     tabPulse->setAlert(false);
     updateTabPulse();
 
-    const QString outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
-    controller->start(absolutePaths(files), options, outputDir);
+    const int stallMinutes =
+        settings->value(SettingsKeys::stallMinutes(), SettingsKeys::defaultStallMinutes).toInt();
+    const QString stallAction =
+        settings->value(SettingsKeys::stallAction(), SettingsKeys::defaultStallAction()).toString();
+    controller->setStallLimit(qint64(stallMinutes) * 60000,
+                              stallAction == u"skip"   ? ConversionController::StallAction::Skip
+                              : stallAction == u"stop" ? ConversionController::StallAction::Stop
+                                                       : ConversionController::StallAction::Warn);
+    const QStringList paths = absolutePaths(files);
+    recorder->begin(batchRoot, converter, {converter.id, outputDir, options, paths});
+    batchReportAction->setEnabled(false);
+    exportReportAction->setEnabled(false);
+    upToDateCount = static_cast<int>(upToDate.size());
+    QStringList toRun = paths;
+    for (const QString &path : upToDate) {
+        toRun.removeAll(path);
+        recorder->skipUpToDate(path);
+        batchPanel->onFileFinished(0, ExitMarker::Skipped, path);
+        progressPanel->appendLog(tr("[SKIPPED] %1: results are up to date.").arg(QFileInfo(path).fileName()));
+    }
+    controller->start(toRun, options, outputDir);
 }
 
 void MainWindow::setRunningState(bool runningNow)
@@ -774,6 +860,8 @@ void MainWindow::onConvertNext(const QString &filePath)
 
 void MainWindow::onAllDone(int successCount, int failCount, int skipCount)
 {
+    // Files whose results were up to date count as skipped, though the converter never saw them.
+    skipCount += std::exchange(upToDateCount, 0);
     setRunningState(false);
     updateTabPulse();
     setProgress(100);
@@ -816,7 +904,11 @@ void MainWindow::onStopRequested()
     // The run goes on while the question is open; if it ended meanwhile, its summary stands.
     if (!controller->isRunning())
         return;
+    stopRun();
+}
 
+void MainWindow::stopRun()
+{
     startButton->setText(tr("STOPPING..."));
     setStyleRole(startButton, "buttonRole", u"stopping"_s);
     startButton->setEnabled(false);
@@ -824,6 +916,7 @@ void MainWindow::onStopRequested()
     startButton->repaint();
 
     controller->stop();
+    recorder->stop();
     batchPanel->onCancelled();
     tabPulse->setAlert(true);
     updateTabPulse();
@@ -834,6 +927,48 @@ void MainWindow::onStopRequested()
     startButton->setEnabled(true);
     progressPanel->appendLog(tr("Conversion cancelled by user."));
     statusBar()->showMessage(tr("Conversion cancelled."), 5000);
+}
+
+void MainWindow::exportReport()
+{
+    const QString target =
+        dialogs->saveFileName(this, tr("Export Report"), QString(), tr("CSV Files (*.csv);;All Files (*)"));
+    if (target.isEmpty())
+        return;
+    QFile::remove(target);
+    if (!QFile::copy(recorder->reportPath(), target))
+        dialogs->showWarning(this, tr("Export Failed"),
+                             tr("Could not write the report to:\n%1").arg(QDir::toNativeSeparators(target)));
+}
+
+void MainWindow::offerInterruptedBatch()
+{
+    const std::optional<BatchState> state = BatchJournal::findInterrupted(batchRoot);
+    if (!state || state->batch.converterId != converter.id)
+        return;
+    const QStringList remaining = state->remaining();
+    const int total = static_cast<int>(state->batch.files.size());
+    const QString text =
+        tr("The last batch was interrupted after %1 of %2 files. Resume the remaining files?")
+            .arg(total - remaining.size())
+            .arg(total);
+    const int choice = dialogs->choose(this, converter.displayName, text, {tr("Resume"), tr("Discard")});
+    // Offered once: whatever the answer, this journal is done with.
+    BatchJournal::discard(state->journalPath);
+    if (choice != 0)
+        return;
+    QFileInfoList files;
+    for (const QString &path : remaining)
+        files.append(QFileInfo(path));
+    outputPanel->setSameAsProject(state->batch.outputDir.isEmpty());
+    if (!state->batch.outputDir.isEmpty())
+        outputPanel->setOutputDir(state->batch.outputDir);
+    optionsPanel->applyOptions(state->batch.options);
+    exportFormatsPanel->applySkipped(state->batch.options.skipXlsx, state->batch.options.skipDae);
+    inputPanel->setMultipleMode();
+    inputPanel->setSelectedFiles(files);
+    batchPanel->setFiles(files);
+    onStartRequested();
 }
 
 void MainWindow::onStopFollowUp()

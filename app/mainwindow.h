@@ -15,6 +15,7 @@
 #include <functional>
 
 class BannerWidget;
+class BatchRecorder;
 class Dialogs;
 class BatchPanel;
 class ConversionController;
@@ -64,6 +65,12 @@ public:
 
     bool isRunning() const { return running; }
 
+    // Offers to resume the last batch when it was interrupted (a crash, a power cut); called
+    // once the window is up.
+    void offerInterruptedBatch();
+    // Where batches keep their journals, logs and reports.
+    void setBatchRoot(const QString &folder) { batchRoot = folder; }
+
     // The two dialogs of the Help menu, built but not shown.
     QDialog *createShortcutsDialog();
     QMessageBox *createAboutDialog();
@@ -105,7 +112,13 @@ private:
     // Checks and prepares the output folder; false (after telling the user) when it cannot be used.
     bool prepareOutputFolder();
     ConversionOptions gatherOptions() const;
-    void runFiles(const QFileInfoList &files);
+    // The checks before a run; false when the user went back or the run cannot start. Files
+    // that are gone are disabled, and `upToDate` receives the ones not to convert again.
+    bool checkBeforeRun(const QFileInfoList &files, QStringList &upToDate);
+    void runFiles(const QFileInfoList &files, const QStringList &upToDate = {});
+    // What Stop does once confirmed, also when the stall watchdog asks for it.
+    void stopRun();
+    void exportReport();
     void setRunningState(bool runningNow);
     void setProgress(int percent);
     void refreshProgressTexts();
@@ -166,5 +179,11 @@ private:
     // Set while a run start clears the log, so that only a clear by the user is announced.
     bool clearingLogForRun = false;
     bool settingsProblemReported = false;
+    BatchRecorder *recorder = nullptr;
+    QString batchRoot;
+    // Files of this run not converted because their results are up to date.
+    int upToDateCount = 0;
+    QAction *batchReportAction = nullptr;
+    QAction *exportReportAction = nullptr;
     Dialogs *dialogs;
 };

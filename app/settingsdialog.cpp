@@ -108,9 +108,36 @@ QWidget *SettingsDialog::buildGeneralTab()
     auto *behaviorLayout = new QVBoxLayout(behavior);
     behaviorLayout->addWidget(confirmBeforeStartCheck);
 
+    auto *batches = new QGroupBox(tr("Batches"), page);
+    skipUpToDateCheck = new QCheckBox(tr("Skip files whose results are already up to date"), batches);
+    skipUpToDateCheck->setObjectName(u"skipUpToDateCheck"_s);
+    skipUpToDateCheck->setToolTip(
+        tr("A file whose result files all exist and are newer than it is not converted again"));
+    stallMinutesSpin = new QSpinBox(batches);
+    stallMinutesSpin->setObjectName(u"stallMinutesSpin"_s);
+    stallMinutesSpin->setRange(0, 1440);
+    stallMinutesSpin->setSuffix(tr(" min"));
+    stallMinutesSpin->setSpecialValueText(tr("Never"));
+    stallActionCombo = new QComboBox(batches);
+    stallActionCombo->setObjectName(u"stallActionCombo"_s);
+    stallActionCombo->addItem(tr("Only report it"), u"warn"_s);
+    stallActionCombo->addItem(tr("Skip the file"), u"skip"_s);
+    stallActionCombo->addItem(tr("Stop the batch"), u"stop"_s);
+    logViewLinesSpin = new QSpinBox(batches);
+    logViewLinesSpin->setObjectName(u"logViewLinesSpin"_s);
+    logViewLinesSpin->setRange(10000, 5000000);
+    logViewLinesSpin->setSingleStep(10000);
+    logViewLinesSpin->setGroupSeparatorShown(true);
+    auto *batchesLayout = new QVBoxLayout(batches);
+    batchesLayout->addWidget(skipUpToDateCheck);
+    batchesLayout->addLayout(labelledRow(tr("Report a converter silent for:"), stallMinutesSpin));
+    batchesLayout->addLayout(labelledRow(tr("Then:"), stallActionCombo));
+    batchesLayout->addLayout(labelledRow(tr("Lines kept in the log view:"), logViewLinesSpin));
+
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(updates);
     layout->addWidget(behavior);
+    layout->addWidget(batches);
     layout->addStretch(1);
     return page;
 }
@@ -171,6 +198,16 @@ void SettingsDialog::load()
     const QString theme = settings->value(SettingsKeys::theme(), SettingsKeys::defaultTheme()).toString();
     if (const int index = themeCombo->findData(theme); index >= 0)
         themeCombo->setCurrentIndex(index);
+    skipUpToDateCheck->setChecked(
+        settings->value(SettingsKeys::skipUpToDate(), SettingsKeys::defaultSkipUpToDate).toBool());
+    stallMinutesSpin->setValue(
+        settings->value(SettingsKeys::stallMinutes(), SettingsKeys::defaultStallMinutes).toInt());
+    const QString action =
+        settings->value(SettingsKeys::stallAction(), SettingsKeys::defaultStallAction()).toString();
+    if (const int index = stallActionCombo->findData(action); index >= 0)
+        stallActionCombo->setCurrentIndex(index);
+    logViewLinesSpin->setValue(
+        settings->value(SettingsKeys::logViewLines(), SettingsKeys::defaultLogViewLines).toInt());
 }
 
 void SettingsDialog::save()
@@ -185,6 +222,10 @@ void SettingsDialog::save()
     settings->setValue(SettingsKeys::blinkingFps(), blinkingFpsSpin->value());
     settings->setValue(SettingsKeys::confirmBeforeStart(), confirmBeforeStartCheck->isChecked());
     settings->setValue(SettingsKeys::theme(), newTheme);
+    settings->setValue(SettingsKeys::skipUpToDate(), skipUpToDateCheck->isChecked());
+    settings->setValue(SettingsKeys::stallMinutes(), stallMinutesSpin->value());
+    settings->setValue(SettingsKeys::stallAction(), stallActionCombo->currentData().toString());
+    settings->setValue(SettingsKeys::logViewLines(), logViewLinesSpin->value());
 
     // The theme goes first: the tab pulse that settingsChanged re-evaluates picks its grey by theme.
     if (previousTheme != newTheme)

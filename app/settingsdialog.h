@@ -35,4 +35,8 @@ private:
     QComboBox *themeCombo = nullptr;
     QCheckBox *disableTabBlinkingCheck = nullptr;
     QSpinBox *blinkingFpsSpin = nullptr;
+    QCheckBox *skipUpToDateCheck = nullptr;
+    QSpinBox *stallMinutesSpin = nullptr;
+    QComboBox *stallActionCombo = nullptr;
+    QSpinBox *logViewLinesSpin = nullptr;
 };

@@ -59,6 +59,8 @@ int run(int &argc, char **argv, const Options &options)
         if (arguments.size() > 1)
             window->openPaths(pathsToOpen(arguments));
         window->show();
+        // After the window is up, so the question has a parent to sit on.
+        QTimer::singleShot(0, window, &MainWindow::offerInterruptedBatch);
         if (options.windowShown)
             options.windowShown(window);
     });

@@ -4,6 +4,7 @@
 
 #include <QDesktopServices>
 #include <QFileDialog>
+#include <QPushButton>
 
 QList<Dialogs::Request> Dialogs::requestsOf(Kind kind) const
 {
@@ -25,7 +26,7 @@ QString Dialogs::openFileName(QWidget *parent, const QString &caption, const QSt
                               const QString &filter)
 {
     if (scripted)
-        return nextFileNames({Kind::OpenFile, caption, dir, filter, {}}).value(0);
+        return nextFileNames({Kind::OpenFile, caption, dir, filter, {}, {}, {}}).value(0);
     return QFileDialog::getOpenFileName(parent, caption, dir, filter);
 }
 
@@ -33,14 +34,14 @@ QStringList Dialogs::openFileNames(QWidget *parent, const QString &caption, cons
                                    const QString &filter)
 {
     if (scripted)
-        return nextFileNames({Kind::OpenFiles, caption, dir, filter, {}});
+        return nextFileNames({Kind::OpenFiles, caption, dir, filter, {}, {}, {}});
     return QFileDialog::getOpenFileNames(parent, caption, dir, filter);
 }
 
 QString Dialogs::existingDirectory(QWidget *parent, const QString &caption, const QString &dir)
 {
     if (scripted)
-        return nextFileNames({Kind::Folder, caption, dir, {}, {}}).value(0);
+        return nextFileNames({Kind::Folder, caption, dir, {}, {}, {}, {}}).value(0);
     return QFileDialog::getExistingDirectory(parent, caption, dir, QFileDialog::ShowDirsOnly);
 }
 
@@ -48,14 +49,14 @@ QString Dialogs::saveFileName(QWidget *parent, const QString &caption, const QSt
                               const QString &filter)
 {
     if (scripted)
-        return nextFileNames({Kind::SaveFile, caption, dir, filter, {}}).value(0);
+        return nextFileNames({Kind::SaveFile, caption, dir, filter, {}, {}, {}}).value(0);
     return QFileDialog::getSaveFileName(parent, caption, dir, filter);
 }
 
 void Dialogs::showError(QWidget *parent, const QString &text)
 {
     if (scripted) {
-        recorded.append({Kind::Error, text, {}, {}, QMessageBox::Ok});
+        recorded.append({Kind::Error, text, {}, {}, QMessageBox::Ok, {}, {}});
         return;
     }
     QMessageBox box(QMessageBox::Critical, tr("Error"), text, QMessageBox::NoButton, parent);
@@ -66,7 +67,7 @@ void Dialogs::showError(QWidget *parent, const QString &text)
 void Dialogs::showWarning(QWidget *parent, const QString &title, const QString &text)
 {
     if (scripted) {
-        recorded.append({Kind::Warning, text, title, {}, QMessageBox::Ok});
+        recorded.append({Kind::Warning, text, title, {}, QMessageBox::Ok, {}, {}});
         return;
     }
     QMessageBox::warning(parent, title, text, QMessageBox::Ok);
@@ -87,7 +88,7 @@ QMessageBox::StandardButton Dialogs::ask(QWidget *parent, const QString &text,
                                          QMessageBox::StandardButton defaultButton)
 {
     if (scripted) {
-        recorded.append({Kind::Question, text, {}, {}, buttons, defaultButton});
+        recorded.append({Kind::Question, text, {}, {}, buttons, defaultButton, {}});
         return answers.isEmpty() ? defaultAnswer : answers.takeFirst()();
     }
     QMessageBox box(QMessageBox::Information, tr("Info"), text, buttons, parent);
@@ -95,10 +96,27 @@ QMessageBox::StandardButton Dialogs::ask(QWidget *parent, const QString &text,
     return static_cast<QMessageBox::StandardButton>(box.exec());
 }
 
+int Dialogs::choose(QWidget *parent, const QString &title, const QString &text, const QStringList &choices)
+{
+    if (scripted) {
+        recorded.append({Kind::Choice, text, title, {}, {}, {}, choices});
+        return choiceAnswers.isEmpty() ? -1 : choiceAnswers.takeFirst();
+    }
+    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::NoButton, parent);
+    QList<QAbstractButton *> buttons;
+    for (const QString &choice : choices)
+        buttons.append(
+            box.addButton(choice, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole));
+    if (!buttons.isEmpty())
+        box.setDefaultButton(qobject_cast<QPushButton *>(buttons.constFirst()));
+    box.exec();
+    return static_cast<int>(buttons.indexOf(box.clickedButton()));
+}
+
 bool Dialogs::openUrl(const QUrl &url)
 {
     if (scripted) {
-        recorded.append({Kind::OpenUrl, url.toString(), {}, {}, {}});
+        recorded.append({Kind::OpenUrl, url.toString(), {}, {}, {}, {}, {}});
         return true;
     }
     return QDesktopServices::openUrl(url);
@@ -107,7 +125,7 @@ bool Dialogs::openUrl(const QUrl &url)
 void Dialogs::showInFolder(const QString &absolutePath)
 {
     if (scripted) {
-        recorded.append({Kind::ShowInFolder, absolutePath, {}, {}, {}});
+        recorded.append({Kind::ShowInFolder, absolutePath, {}, {}, {}, {}, {}});
         return;
     }
     showFileInFolder(absolutePath);

@@ -29,6 +29,7 @@ public:
         Error,
         Warning,
         Question,
+        Choice,
         OpenUrl,
         ShowInFolder
     };
@@ -43,6 +44,8 @@ public:
         QString filter;
         QMessageBox::StandardButtons buttons;
         QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
+        // The buttons of a choice, in order.
+        QStringList choices;
     };
 
     Dialogs() = default;
@@ -62,6 +65,10 @@ public:
                                     QMessageBox::StandardButtons buttons,
                                     QMessageBox::StandardButton defaultButton);
 
+    // A question with buttons of its own, the first the default; the index of the one pressed,
+    // or -1 when the box was closed.
+    int choose(QWidget *parent, const QString &title, const QString &text, const QStringList &choices);
+
     bool openUrl(const QUrl &url);
     // Shows the file selected in the platform's file manager.
     void showInFolder(const QString &absolutePath);
@@ -76,6 +83,8 @@ public:
     // is open, for a user who takes their time.
     void setNextAnswer(QMessageBox::StandardButton answer);
     void setNextAnswer(std::function<QMessageBox::StandardButton()> answer);
+    // The next choice answers with this index (-1: closed).
+    void setNextChoice(int index) { choiceAnswers.append(index); }
     // Every question answers with this button when no answer was queued.
     void setDefaultAnswer(QMessageBox::StandardButton answer) { defaultAnswer = answer; }
 
@@ -89,6 +98,7 @@ private:
     bool scripted = false;
     QList<QStringList> fileAnswers;
     QList<std::function<QMessageBox::StandardButton()>> answers;
+    QList<int> choiceAnswers;
     QMessageBox::StandardButton defaultAnswer = QMessageBox::NoButton;
     QList<Request> recorded;
 };

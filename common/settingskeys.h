@@ -37,6 +37,23 @@ inline QString windowGeometry()
 {
     return QStringLiteral("global/windowGeometry");
 }
+// Batches: the checks before a run, the stall watchdog and the size of the log view.
+inline QString skipUpToDate()
+{
+    return QStringLiteral("global/skipUpToDate");
+}
+inline QString stallMinutes()
+{
+    return QStringLiteral("global/stallMinutes");
+}
+inline QString stallAction()
+{
+    return QStringLiteral("global/stallAction");
+}
+inline QString logViewLines()
+{
+    return QStringLiteral("global/logViewLines");
+}
 inline QString defaultInputDir()
 {
     return QStringLiteral("default_input_dir");
@@ -73,6 +90,14 @@ inline constexpr bool defaultAutoCheckUpdates = true;
 inline constexpr int defaultUpdateIntervalDays = 7;
 inline constexpr bool defaultDisableTabBlinking = false;
 inline constexpr int defaultBlinkingFps = 30;
+inline constexpr bool defaultSkipUpToDate = false;
+// Big models can be silent for a long time, so by default a stall is only reported.
+inline constexpr int defaultStallMinutes = 10;
+inline QString defaultStallAction()
+{
+    return QStringLiteral("warn");
+}
+inline constexpr int defaultLogViewLines = 200000;
 
 // Organisation of the settings store; the application name is the converter's display name.
 inline QString organisationName()

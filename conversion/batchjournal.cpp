@@ -166,6 +166,14 @@ std::optional<BatchState> BatchJournal::findInterrupted(const QString &root)
 void BatchJournal::discard(const QString &journalPath)
 {
     QFile out(journalPath);
-    if (out.open(QIODevice::WriteOnly | QIODevice::Append))
-        out.write(line({{u"ended"_s, true}}));
+    if (!out.open(QIODevice::ReadWrite | QIODevice::Append))
+        return;
+    // After a torn last line, the mark must still stand on a line of its own.
+    QByteArray last;
+    if (out.size() > 0 && out.seek(out.size() - 1))
+        last = out.read(1);
+    out.seek(out.size());
+    if (!last.isEmpty() && last != "\n")
+        out.write("\n");
+    out.write(line({{u"ended"_s, true}}));
 }

@@ -3,6 +3,9 @@
 #include <QProcess>
 
 #include <csignal>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -10,8 +13,14 @@ ProcessGroup::ProcessGroup(QProcess *process)
     : QObject(process)
     , process(process)
 {
-    // In the child between fork and exec: only async-signal-safe calls belong here.
-    process->setChildProcessModifier([] { ::setpgid(0, 0); });
+    // In the child between fork and exec: only async-signal-safe calls belong here. On Linux
+    // the kernel also ends the converter if this program dies without stopping it.
+    process->setChildProcessModifier([] {
+        ::setpgid(0, 0);
+#ifdef __linux__
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+#endif
+    });
     connect(process, &QProcess::started, this, &ProcessGroup::onStarted);
 }
 

@@ -139,3 +139,8 @@ void OutputPanel::dropEvent(QDropEvent *event)
     Q_EMIT outputChanged();
     event->acceptProposedAction();
 }
+
+void OutputPanel::setSameAsProject(bool same)
+{
+    sameAsProjectCheck->setChecked(same);
+}

@@ -25,6 +25,8 @@ public:
     // Empty while "Same as project folder" is checked: results then go beside each input file.
     QString outputDir() const;
     void setOutputDir(const QString &dir);
+    // Checks or unchecks "Same as project folder", as the user's click would.
+    void setSameAsProject(bool same);
     bool isSameAsProject() const;
     bool openFolderAfterConversion() const;
 

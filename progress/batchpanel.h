@@ -39,6 +39,10 @@ public:
     QFileInfoList filesWithStatus(std::initializer_list<FileStatus> statuses) const;
 
     int fileCount() const { return static_cast<int>(records.size()); }
+    QFileInfo fileAt(int fileIndex) const
+    {
+        return inRange(fileIndex) ? records.at(fileIndex).file : QFileInfo();
+    }
     FileStatus statusOf(int fileIndex) const;
     int exitCodeOf(int fileIndex) const;
     bool isDisabled(int fileIndex) const { return inRange(fileIndex) && records.at(fileIndex).disabled; }
