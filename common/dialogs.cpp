@@ -102,15 +102,26 @@ int Dialogs::choose(QWidget *parent, const QString &title, const QString &text, 
         recorded.append({Kind::Choice, text, title, {}, {}, {}, choices});
         return choiceAnswers.isEmpty() ? -1 : choiceAnswers.takeFirst();
     }
-    QMessageBox box(QMessageBox::Information, title, text, QMessageBox::NoButton, parent);
+    const std::unique_ptr<QMessageBox> box = createChoiceBox(parent, title, text, choices);
+    box->exec();
+    // The buttons in the order they were added, whatever order the style lays them out in.
+    return static_cast<int>(
+        box->property("choiceButtons").value<QList<QAbstractButton *>>().indexOf(box->clickedButton()));
+}
+
+std::unique_ptr<QMessageBox> Dialogs::createChoiceBox(QWidget *parent, const QString &title,
+                                                      const QString &text, const QStringList &choices)
+{
+    auto box =
+        std::make_unique<QMessageBox>(QMessageBox::Information, title, text, QMessageBox::NoButton, parent);
     QList<QAbstractButton *> buttons;
     for (const QString &choice : choices)
         buttons.append(
-            box.addButton(choice, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole));
+            box->addButton(choice, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole));
     if (!buttons.isEmpty())
-        box.setDefaultButton(qobject_cast<QPushButton *>(buttons.constFirst()));
-    box.exec();
-    return static_cast<int>(buttons.indexOf(box.clickedButton()));
+        box->setDefaultButton(qobject_cast<QPushButton *>(buttons.constFirst()));
+    box->setProperty("choiceButtons", QVariant::fromValue(buttons));
+    return box;
 }
 
 bool Dialogs::openUrl(const QUrl &url)

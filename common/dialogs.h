@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <memory>
 
 class QWidget;
 
@@ -68,6 +69,9 @@ public:
     // A question with buttons of its own, the first the default; the index of the one pressed,
     // or -1 when the box was closed.
     int choose(QWidget *parent, const QString &title, const QString &text, const QStringList &choices);
+    // The box `choose` shows, built but not shown.
+    static std::unique_ptr<QMessageBox> createChoiceBox(QWidget *parent, const QString &title,
+                                                        const QString &text, const QStringList &choices);
 
     bool openUrl(const QUrl &url);
     // Shows the file selected in the platform's file manager.

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
+#include <QMap>
 #include <QStorageInfo>
 #include <QTemporaryFile>
 
@@ -56,7 +57,8 @@ PreflightResult Preflight::check(const PreflightInput &input)
     // Who writes which result, keyed without case: on Windows and macOS House.xlsx and
     // house.xlsx are one file.
     QHash<QString, QString> writers;
-    QHash<QString, QStringList> sameOutput;
+    // Per pair of inputs (in batch order), the names of the results they would share.
+    QMap<std::pair<QString, QString>, QStringList> sameOutput;
     QStringList missing;
     QHash<QString, qint64> bytesPerFolder;
     QStringList folders;
@@ -75,7 +77,7 @@ PreflightResult Preflight::check(const PreflightInput &input)
             if (earlier == writers.cend())
                 writers.insert(key, file);
             else if (*earlier != file)
-                sameOutput[QDir::toNativeSeparators(output)] = {*earlier, file};
+                sameOutput[{*earlier, file}].append(QFileInfo(output).fileName());
         }
         const QString folder = input.outputDir.isEmpty() ? info.absolutePath() : input.outputDir;
         if (!bytesPerFolder.contains(folder))
@@ -93,11 +95,10 @@ PreflightResult Preflight::check(const PreflightInput &input)
         QStringList paths;
         for (auto it = sameOutput.cbegin(); it != sameOutput.cend(); ++it) {
             pairs.append(tr("%1 and %2 would both write %3")
-                             .arg(QDir::toNativeSeparators(it.value().at(0)),
-                                  QDir::toNativeSeparators(it.value().at(1)), it.key()));
-            paths += it.value();
+                             .arg(QDir::toNativeSeparators(it.key().first),
+                                  QDir::toNativeSeparators(it.key().second), it.value().join(u", "_s)));
+            paths << it.key().first << it.key().second;
         }
-        pairs.sort();
         result.findings.append(
             {PreflightFinding::Kind::SameOutput, true,
              tr("Some files would overwrite each other's results:\n%1").arg(pairs.join(u'\n')), paths});

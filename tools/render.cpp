@@ -12,6 +12,7 @@
 //   online    the Info panel and the banners (the update host is unreachable)
 //   progress  the log view with colours and a search, the Files table with every file status
 //   dialogs   preferences, update notice, About, keyboard shortcuts and the File menu
+//   batch     the checks refusing a batch before it runs, and the offer to resume one
 //
 // Pictures go to FOLDER (default screenshots/) as NAME-THEME.png, with @2x at --scale 2; the
 // demo folder defaults to demo/ of the current folder. From the source tree, the README's:
@@ -24,6 +25,7 @@
 #include "app/theme.h"
 #include "common/dialogs.h"
 #include "common/settingskeys.h"
+#include "conversion/batchjournal.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 #include "input/inputpanel.h"
@@ -434,15 +436,56 @@ void renderDialogs(Context &context, const Camera &camera, bool dark)
     file->hide();
 }
 
+// The questions around long batches, as the window asks them: the checks refusing a batch
+// whose files would overwrite each other's results, and the offer to resume an interrupted one.
+void renderBatch(Context &context, const Camera &camera, bool dark)
+{
+    Window w(context, makeRevitConverterInfo(true), dark);
+    const QDir scratch(context.scratch.path());
+    QStringList models;
+    for (const QString &name : {u"Site A/House.rvt"_s, u"Site B/House.rvt"_s, u"Site B/Garage.rvt"_s}) {
+        QDir().mkpath(QFileInfo(scratch.filePath(name)).absolutePath());
+        QFile file(scratch.filePath(name));
+        if (file.open(QIODevice::WriteOnly))
+            file.write("progress 100\n");
+        models.append(file.fileName());
+    }
+    w.window->openPaths(models);
+    w.find<OutputPanel>()->setOutputDir(scratch.filePath(u"Results"_s));
+    w.window->onStartRequested();
+    const auto shootLastChoice = [&](const QString &name) {
+        const QList<Dialogs::Request> asked = w.dialogs.requestsOf(Dialogs::Kind::Choice);
+        if (asked.isEmpty())
+            return complain(u"no question for "_s + name);
+        const auto box =
+            Dialogs::createChoiceBox(nullptr, asked.last().detail, asked.last().text, asked.last().choices);
+        camera.shoot(box.get(), name);
+    };
+    shootLastChoice(u"batch-preflight"_s);
+
+    const QString root = scratch.filePath(u"batches-%1"_s.arg(dark));
+    {
+        BatchJournal journal;
+        journal.begin(root, {u"revit"_s, scratch.filePath(u"Results"_s), {}, models});
+        journal.fileStarted(models.at(0));
+        journal.fileFinished(models.at(0), 0);
+        journal.fileStarted(models.at(1));
+    }
+    w.window->setBatchRoot(root);
+    w.window->offerInterruptedBatch();
+    shootLastChoice(u"batch-resume"_s);
+}
+
 using Screen = void (*)(Context &, const Camera &, bool dark);
 const QList<QPair<QString, Screen>> screens{{u"run"_s, renderRun},           {u"stop"_s, renderStop},
                                             {u"panels"_s, renderPanels},     {u"online"_s, renderOnline},
-                                            {u"progress"_s, renderProgress}, {u"dialogs"_s, renderDialogs}};
+                                            {u"progress"_s, renderProgress}, {u"dialogs"_s, renderDialogs},
+                                            {u"batch"_s, renderBatch}};
 
 int usage()
 {
     std::fprintf(stderr, "usage: render [--out FOLDER] [--theme light|dark|both] [--demo FOLDER] "
-                         "[--scale FACTOR] [run|stop|panels|online|progress|dialogs ...]\n");
+                         "[--scale FACTOR] [run|stop|panels|online|progress|dialogs|batch ...]\n");
     return 2;
 }
 
