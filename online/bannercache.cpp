@@ -1,11 +1,14 @@
 #include "online/bannercache.h"
 
+#include "online/bannerlabel.h"
 #include "online/deployment.h"
 #include "online/httpsclient.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
+#include <QImageReader>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -59,19 +62,23 @@ bool BannerCache::store(const BannerEntry &entry, const QByteArray &bytes) const
            hash.commit();
 }
 
-QByteArray BannerCache::fetchImage(const BannerEntry &entry, const QString &updateHostUrl) const
+QImage BannerCache::fetchImage(const BannerEntry &entry, const QString &updateHostUrl) const
 {
     // The picture path is appended to our own host, so it gets the same rule as the links.
     if (!Deployment::isSafeRelativePath(entry.imageUrl))
         return {};
     const QByteArray cached = cachedImage(entry);
     if (!cached.isEmpty())
-        return cached;
+        return decodePicture(cached);
     const HttpsResult response = httpsGet(updateHostUrl + entry.imageUrl, httpsImageLimit);
     if (!response.ok() || response.body.isEmpty() || !matchesHash(response.body, entry.hash))
         return {};
-    store(entry, response.body);
-    return response.body;
+    // A picture that is refused goes the way of a failed download: it is not kept, so the
+    // fallback shows and the cache holds nothing that could not be shown.
+    QImage image = decodePicture(response.body);
+    if (!image.isNull())
+        store(entry, response.body);
+    return image;
 }
 
 bool BannerCache::matchesHash(const QByteArray &bytes, const QString &hash)
@@ -79,4 +86,23 @@ bool BannerCache::matchesHash(const QByteArray &bytes, const QString &hash)
     if (hash.isEmpty())
         return true;
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex()) == hash;
+}
+
+bool BannerCache::isAcceptablePictureSize(const QSize &size)
+{
+    return !size.isEmpty() && size.width() <= maxPictureScale * BannerLabel::displaySize.width() &&
+           size.height() <= maxPictureScale * BannerLabel::displaySize.height();
+}
+
+QImage BannerCache::decodePicture(const QByteArray &bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    if (!buffer.open(QIODevice::ReadOnly))
+        return {};
+    QImageReader reader(&buffer);
+    // size() reads no more than the header, so a refused picture never has its pixels allocated.
+    if (!isAcceptablePictureSize(reader.size()))
+        return {};
+    return reader.read();
 }

@@ -2,6 +2,7 @@
 
 #include "online/deployment.h"
 
+#include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -131,9 +132,16 @@ QList<BannerEntry> BannerEntry::selectFor(const QList<BannerEntry> &entries, con
 
 QString BannerEntry::cacheStem(const QString &id)
 {
-    QString stem = id;
-    stem.replace(u'/', u'_').replace(u'\\', u'_').replace(u".."_s, u"__"_s);
-    while (stem.startsWith(u'.'))
-        stem.remove(0, 1);
-    return stem.isEmpty() ? u"_"_s : stem;
+    // Only lower-case letters, digits, '-' and '_' stay; every other byte of the id becomes %XX.
+    // That can be read back, so two ids never share a file, and it is one plain name on every
+    // system. Capitals are escaped too, because Windows and macOS fold case, and the prefix keeps
+    // a stem from ever being a Windows device name such as CON or LPT1.
+    const QString stem =
+        u"b-"_s + QString::fromLatin1(id.toUtf8().toPercentEncoding({}, "ABCDEFGHIJKLMNOPQRSTUVWXYZ.~"));
+    if (stem.size() <= maxCacheStemLength)
+        return stem;
+    // A long id would make a path that Windows may refuse. Its SHA-256 is short, and another id
+    // shares it only by a collision nobody has ever found; the prefix keeps it apart from the above.
+    return u"h-"_s +
+           QString::fromLatin1(QCryptographicHash::hash(id.toUtf8(), QCryptographicHash::Sha256).toHex());
 }

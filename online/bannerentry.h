@@ -39,6 +39,8 @@ struct BannerEntry
     // What a converter shows: its entries by position (ties keep their order), at most four.
     static QList<BannerEntry> selectFor(const QList<BannerEntry> &entries, const QString &converterId);
 
-    // The id made safe as a file name in the cache folder.
+    // The cache file name (without extension) for an id: a different name for every id, and one
+    // that is a plain file name on Windows, macOS and Linux alike, at most this long.
+    static constexpr qsizetype maxCacheStemLength = 66;
     static QString cacheStem(const QString &id);
 };

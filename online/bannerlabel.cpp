@@ -5,11 +5,6 @@
 #include <QPainter>
 #include <QPainterPath>
 
-namespace {
-// The banners are drawn for this size (and twice it for high-density screens).
-constexpr QSize bannerSize(300, 83);
-} // namespace
-
 BannerLabel::BannerLabel(QWidget *parent)
     : QLabel(parent)
 {
@@ -26,12 +21,12 @@ void BannerLabel::setBanner(const QPixmap &banner)
 
 QSize BannerLabel::sizeHint() const
 {
-    return bannerSize;
+    return displaySize;
 }
 
 QSize BannerLabel::minimumSizeHint() const
 {
-    return {bannerSize.width() / 2, bannerSize.height()};
+    return {displaySize.width() / 2, displaySize.height()};
 }
 
 void BannerLabel::paintEvent(QPaintEvent *)
@@ -40,7 +35,7 @@ void BannerLabel::paintEvent(QPaintEvent *)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
 
-    const QSizeF source = picture.isNull() ? QSizeF(bannerSize) : picture.deviceIndependentSize();
+    const QSizeF source = picture.isNull() ? QSizeF(displaySize) : picture.deviceIndependentSize();
     QSizeF target = source.scaled(QSizeF(size()), Qt::KeepAspectRatio);
     const QRectF area((width() - target.width()) / 2, (height() - target.height()) / 2, target.width(),
                       target.height());

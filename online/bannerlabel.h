@@ -2,6 +2,7 @@
 
 #include <QLabel>
 #include <QPixmap>
+#include <QSize>
 
 // A banner picture that can be clicked. The picture is scaled to fit, keeping its shape; a
 // missing picture leaves a quiet placeholder instead of an empty hole.
@@ -11,6 +12,9 @@ class BannerLabel final : public QLabel
     Q_DISABLE_COPY_MOVE(BannerLabel)
 
 public:
+    // The banners are drawn for this size (and twice it for high-density screens).
+    static constexpr QSize displaySize{300, 83};
+
     explicit BannerLabel(QWidget *parent = nullptr);
 
     void setBanner(const QPixmap &picture);

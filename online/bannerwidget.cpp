@@ -111,9 +111,8 @@ BannerWidget::FetchResult BannerWidget::fetch(const QString &updateHostUrl, cons
     const QList<BannerEntry> wanted =
         BannerEntry::selectFor(result.listFetched ? result.entries : knownEntries, converterId);
     for (const BannerEntry &entry : wanted) {
-        const QByteArray bytes =
-            result.listFetched ? cache.fetchImage(entry, updateHostUrl) : cache.cachedImage(entry);
-        const QImage image = QImage::fromData(bytes);
+        const QImage image = result.listFetched ? cache.fetchImage(entry, updateHostUrl)
+                                                : BannerCache::decodePicture(cache.cachedImage(entry));
         if (!image.isNull())
             result.images.insert(entry.id, image);
     }

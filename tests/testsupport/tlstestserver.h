@@ -8,16 +8,15 @@
 #include <QMutex>
 #include <QString>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <memory>
 
-class QSemaphore;
-class QTcpSocket;
-class QThread;
+class QSslServer;
 
-// An HTTPS server on 127.0.0.1. It runs its own event loop on its own thread, because the
-// client under test blocks its caller. Replies are chosen by request path (404 for any other
-// path), and the head of every request is recorded.
+// An HTTPS server on 127.0.0.1. It serves from a thread of its own, because the client under
+// test blocks its caller. Replies are chosen by request path (404 for any other path), and the
+// head of every request is recorded.
 class TlsTestServer
 {
 public:
@@ -27,19 +26,17 @@ public:
         QByteArray body = {};
         QByteArray location = {};  // sent as a Location header when not empty
         bool silent = false;       // take the request and never answer it
-        qsizetype pauseAfter = -1; // send this many body bytes, pause, then the rest
+        qsizetype pauseAfter = -1; // send this many body bytes, pause, then the rest...
         int pauseMs = 200;
+        bool drip = false; // ...or pauseAfter bytes again after every pause
     };
 
-    explicit TlsTestServer(const TestCertificate &certificate);
+    explicit TlsTestServer(const TestCertificate &certificate); // listens on a free port
     ~TlsTestServer();
     Q_DISABLE_COPY_MOVE(TlsTestServer)
 
-    // Listens on a free port; false when that fails.
-    bool start();
-    quint16 port() const { return listeningPort; }
-    QString url(const QString &pathAndQuery = {}) const;
-
+    quint16 port() const { return listeningPort; } // 0 when it could not listen
+    QString url(const QString &path = {}) const { return baseUrl + path; }
     void setReply(const QString &path, const Reply &reply);
     void setBody(const QString &path, const QByteArray &body) { setReply(path, Reply{.body = body}); }
 
@@ -47,20 +44,16 @@ public:
     // their targets ("/x").
     QList<QByteArray> requestHeads() const;
     QList<QByteArray> requestedTargets() const;
-    int connectionCount() const;
     void clearRecords();
 
 private:
-    void run(QSemaphore &ready);
-    void serve(QTcpSocket *socket);
-
-    const TestCertificate certificate;
-    QThread *thread = nullptr;
+    QThread thread;
+    QSslServer *server; // lives on `thread`, and is deleted there when it ends
     quint16 listeningPort = 0;
+    QString baseUrl;
     mutable QMutex mutex;
     QHash<QString, Reply> replies;
     QList<QByteArray> heads;
-    int connections = 0;
 };
 
 // What the tests of the online code start from: a certificate that the HTTPS client trusts
@@ -69,11 +62,13 @@ private:
 class TlsFixture
 {
 public:
-    // False, with the reason in `error`, when openssl or the server fails.
-    bool start();
+    bool start(); // false, with the reason in `error`, when openssl or the server fails
     TlsTestServer &server() { return *tlsServer; }
     // Another certificate from the same folder, for a server the client must not trust.
-    TestCertificate makeCertificate(const QString &name) const;
+    TestCertificate makeCertificate(const QString &name) const
+    {
+        return TestCertificate::generate(dir.path(), name);
+    }
 
     TestCertificate certificate;
     QString error;
