@@ -47,6 +47,10 @@ void tst_SettingsDialog::okSavesEachControl_data()
     QTest::addRow("theme") << u"themeCombo"_s << u"theme"_s << QVariant(u"dark"_s) << true;
     QTest::addRow("no blinking") << u"disableTabBlinkingCheck"_s << u"disableTabBlinking"_s << on << false;
     QTest::addRow("frame rate") << u"blinkingFpsSpin"_s << u"blinkingFps"_s << QVariant(45) << false;
+    QTest::addRow("skip up to date") << u"skipUpToDateCheck"_s << u"skipUpToDate"_s << on << false;
+    QTest::addRow("stall minutes") << u"stallMinutesSpin"_s << u"stallMinutes"_s << QVariant(0) << false;
+    QTest::addRow("stall action") << u"stallActionCombo"_s << u"stallAction"_s << QVariant(u"skip"_s) << false;
+    QTest::addRow("log lines") << u"logViewLinesSpin"_s << u"logViewLines"_s << QVariant(50000) << false;
 }
 
 void tst_SettingsDialog::okSavesEachControl()
