@@ -1,54 +1,17 @@
 #pragma once
 
-// Drag and drop as the desktop delivers it, and the temporary files and panels it is tried on.
-
 #include "common/dialogs.h"
+#include "common/dropoverlay.h"
 
 #include <QDir>
 #include <QDropEvent>
 #include <QMimeData>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
 namespace DropTesting {
-
-// Drag data carrying the paths as local file URLs.
-inline void setPaths(QMimeData &mime, const QStringList &paths)
-{
-    QList<QUrl> urls;
-    for (const QString &path : paths)
-        urls.append(QUrl::fromLocalFile(path));
-    mime.setUrls(urls);
-}
-
-inline bool dragEnter(QWidget *target, const QMimeData *mime)
-{
-    QDragEnterEvent enter(target->rect().center(), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(target, &enter);
-    return enter.isAccepted();
-}
-
-inline void dragLeave(QWidget *target)
-{
-    QDragLeaveEvent leave;
-    QCoreApplication::sendEvent(target, &leave);
-}
-
-// Enter, then drop if the enter was accepted (otherwise leave, as the desktop would).
-// True when the drop was taken.
-inline bool dragAndDrop(QWidget *target, const QMimeData *mime)
-{
-    if (!dragEnter(target, mime)) {
-        dragLeave(target);
-        return false;
-    }
-    QDropEvent drop(QPointF(target->rect().center()), Qt::CopyAction, mime, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(target, &drop);
-    return drop.isAccepted();
-}
 
 // Creates the file (and its folders) with `size` bytes.
 inline bool writeFile(const QString &path, qint64 size = 100)
@@ -58,21 +21,36 @@ inline bool writeFile(const QString &path, qint64 size = 100)
            file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(QByteArray(size, 'x')) == size;
 }
 
-// A temporary folder the tests name paths in relative to it.
 struct Folder : QTemporaryDir
 {
     QString path(const QString &relative) const { return QDir::cleanPath(filePath(relative)); }
-    QStringList paths(const QStringList &relatives) const
+
+    // Drags these paths over the target, away, and back to drop them where accepted, as the
+    // desktop does. Returns the hint shown over the whole target meanwhile (empty: refused), with
+    // a note when hint and acceptance disagree, the hint stays, or an accepted drag's drop is not.
+    QString dragAndDrop(QWidget *target, const QStringList &relatives) const
     {
-        QStringList result;
+        QMimeData mime;
         for (const QString &relative : relatives)
-            result.append(path(relative));
-        return result;
+            mime.setUrls(mime.urls() << QUrl::fromLocalFile(path(relative)));
+        const auto *hint = target->findChild<DropOverlay *>();
+        const auto shown = [&] { return hint && hint->isVisible() && hint->geometry() == target->rect(); };
+        const auto send = [&](QEvent &&event) {
+            QCoreApplication::sendEvent(target, &event);
+            return event.isAccepted();
+        };
+        const bool accepted = send(QDragEnterEvent({}, Qt::CopyAction, &mime, Qt::LeftButton, {}));
+        QString result = shown() ? hint->text() : QString();
+        send(QDragLeaveEvent());
+        const bool amiss = shown() || accepted == result.isEmpty();
+        if (accepted && send(QDragEnterEvent({}, Qt::CopyAction, &mime, Qt::LeftButton, {})) &&
+            !send(QDropEvent({}, Qt::CopyAction, &mime, Qt::LeftButton, {})))
+            result += QStringLiteral(" (drop refused)");
+        return result + (amiss || shown() ? QStringLiteral(" (hint amiss)") : QString());
     }
 };
 
-// A shown panel with its own settings file and scripted dialogs, over a folder holding these
-// files and folders (a name ending in '/' is a folder).
+// A shown panel with its own settings and scripted dialogs, over a folder of these entries ("x/": a folder).
 template <typename Panel> struct PanelFixture : Folder
 {
     QSettings settings{filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
