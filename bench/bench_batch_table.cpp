@@ -1,6 +1,8 @@
 // The batch table at 10,000 files: setFiles, a whole simulated run of 10,000 started and
-// finished events, then disabling and enabling 100 files. The reference is the row
-// lookup by scanning column 0, timed for the same 20,000 events.
+// finished events, then disabling and enabling 100 files one at a time, and a tenth of the
+// files selected and disabled, then enabled, through the context menu in one step. The
+// references are the row lookup by scanning column 0, timed for the same 20,000 events, and
+// the one-at-a-time figures scaled to the size of the selection.
 //
 //   QT_QPA_PLATFORM=offscreen bench_batch_table [files]
 
@@ -8,12 +10,17 @@
 #include "common/dialogs.h"
 #include "progress/batchpanel.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QItemSelection>
+#include <QMenu>
 #include <QTableWidget>
 #include <QTemporaryDir>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -32,6 +39,22 @@ int scanColumnZero(const QTableWidget *table, int fileIndex)
             return row;
     }
     return -1;
+}
+
+// Runs the context menu action with this text on the selection, as a right-click inside it would.
+bool triggerOnSelection(BatchPanel &panel, const QString &text)
+{
+    const QList<int> selected = panel.selectedFiles();
+    if (selected.isEmpty())
+        return false;
+    std::unique_ptr<QMenu> menu(panel.createContextMenu(selected.first(), &panel));
+    for (QAction *action : menu->actions()) {
+        if (action->text() == text) {
+            action->trigger();
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
@@ -130,11 +153,46 @@ int main(int argc, char *argv[])
     timer.start();
     for (int i = 0; i < 100; ++i)
         panel.disableFile(i * (count / 100));
-    print("disable_100_idle_ms", ms(timer.nsecsElapsed()));
+    const qint64 disableOneByOneNs = timer.nsecsElapsed();
+    print("disable_100_idle_ms", ms(disableOneByOneNs));
     timer.start();
     for (int i = 0; i < 100; ++i)
         panel.enableFile(i * (count / 100));
-    print("enable_100_idle_ms", ms(timer.nsecsElapsed()));
+    const qint64 enableOneByOneNs = timer.nsecsElapsed();
+    print("enable_100_idle_ms", ms(enableOneByOneNs));
+
+    // Every tenth row selected, then Disable and Enable from the menu, each in one step. The
+    // selection follows its files through the rebuild, so Enable finds the same files.
+    const int selectedCount = count / 10;
+    QItemSelection selection;
+    for (int row = 0; row < count; row += 10)
+        selection.select(panel.table()->model()->index(row, 0),
+                         panel.table()->model()->index(row, BatchPanel::DurationColumn));
+    panel.table()->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    QApplication::processEvents();
+    timer.start();
+    bool bulkOk = triggerOnSelection(panel, u"Disable"_s);
+    const qint64 disableSelectedNs = timer.nsecsElapsed();
+    print(qPrintable(u"disable_%1_selected_ms"_s.arg(selectedCount)), ms(disableSelectedNs));
+    bulkOk = bulkOk && panel.activeFiles().size() == count - selectedCount;
+    QApplication::processEvents();
+    timer.start();
+    bulkOk = triggerOnSelection(panel, u"Enable"_s) && bulkOk;
+    const qint64 enableSelectedNs = timer.nsecsElapsed();
+    print(qPrintable(u"enable_%1_selected_ms"_s.arg(selectedCount)), ms(enableSelectedNs));
+    bulkOk = bulkOk && panel.activeFiles().size() == count;
+    QApplication::processEvents();
+    // The one-at-a-time reference: the 100 files above, scaled to the selection's size.
+    const double scale = selectedCount / 100.0;
+    print(qPrintable(u"disable_%1_one_by_one_ms_scaled_from_100"_s.arg(selectedCount)),
+          QString::number(nsToMs(disableOneByOneNs) * scale, 'f', 1));
+    print(qPrintable(u"enable_%1_one_by_one_ms_scaled_from_100"_s.arg(selectedCount)),
+          QString::number(nsToMs(enableOneByOneNs) * scale, 'f', 1));
+    print("disable_one_by_one_vs_selected_time_ratio",
+          QString::number(disableOneByOneNs * scale / disableSelectedNs, 'f', 1));
+    print("enable_one_by_one_vs_selected_time_ratio",
+          QString::number(enableOneByOneNs * scale / enableSelectedNs, 'f', 1));
+    print("selected_steps_checked", bulkOk ? u"yes"_s : u"no"_s);
 
     // Disabling during a run greys rows in place instead of rebuilding.
     panel.prepareForConversion();
@@ -142,6 +200,14 @@ int main(int argc, char *argv[])
     for (int i = 0; i < 100; ++i)
         panel.disableFile(i * (count / 100));
     print("disable_100_during_run_ms", ms(timer.nsecsElapsed()));
+    const qsizetype activeBefore = panel.activeFiles().size();
+    timer.start();
+    bulkOk = triggerOnSelection(panel, u"Disable"_s) && bulkOk;
+    print(qPrintable(u"disable_%1_selected_during_run_ms"_s.arg(selectedCount)), ms(timer.nsecsElapsed()));
+    // Files of the selection already disabled above are left as they are.
+    print("selected_waiting_files_disabled_during_run",
+          QString::number(activeBefore - panel.activeFiles().size()));
+    panel.onConversionFinished();
     print("rows_checked", QString::number(found));
-    return found == 4 * count ? 0 : 1;
+    return found == 4 * count && bulkOk ? 0 : 1;
 }

@@ -12,13 +12,16 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QIcon>
+#include <QItemSelection>
 #include <QLabel>
 #include <QMenu>
 #include <QPixmap>
 #include <QPushButton>
+#include <QSet>
 #include <QSignalBlocker>
 #include <QStackedWidget>
 #include <QTableWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -72,6 +75,7 @@ BatchPanel::BatchPanel(Dialogs *dialogs, QWidget *parent)
     tableWidget->setHorizontalHeaderLabels({tr("File"), QString(), tr("Size"), tr("Status"), tr("Duration")});
     tableWidget->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tableWidget->setSelectionBehavior(QAbstractItemView::SelectRows);
+    tableWidget->setSelectionMode(QAbstractItemView::ExtendedSelection);
     tableWidget->setAlternatingRowColors(true);
     tableWidget->verticalHeader()->hide();
     tableWidget->setSortingEnabled(true);
@@ -170,6 +174,58 @@ int BatchPanel::rowOfFile(int fileIndex) const
     return record.row;
 }
 
+QList<int> BatchPanel::selectedRows() const
+{
+    QList<int> rows;
+    const QItemSelection selection = tableWidget->selectionModel()->selection();
+    for (const QItemSelectionRange &range : selection) {
+        for (int row = range.top(); row <= range.bottom(); ++row)
+            rows.append(row);
+    }
+    // Ranges of a toggled selection can overlap.
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    return rows;
+}
+
+QList<int> BatchPanel::selectedFiles() const
+{
+    QList<int> files;
+    for (const int row : selectedRows()) {
+        const int index = fileIndexOfRow(row);
+        if (inRange(index))
+            files.append(index);
+    }
+    return files;
+}
+
+bool BatchPanel::canDisable(const FileRecord &record) const
+{
+    // During a run only a file still waiting can be left out.
+    return running ? record.status == FileStatus::Pending : !record.disabled;
+}
+
+template <typename Applies>
+QList<int> BatchPanel::applicableFiles(const QList<int> &fileIndexes, Applies applies) const
+{
+    QList<int> files;
+    files.reserve(fileIndexes.size());
+    for (const int index : fileIndexes) {
+        if (inRange(index) && applies(records.at(index)))
+            files.append(index);
+    }
+    std::sort(files.begin(), files.end());
+    files.erase(std::unique(files.begin(), files.end()), files.end());
+    QList<std::pair<int, int>> byRow;
+    byRow.reserve(files.size());
+    for (const int index : std::as_const(files))
+        byRow.append({rowOfFile(index), index});
+    std::sort(byRow.begin(), byRow.end());
+    for (qsizetype i = 0; i < byRow.size(); ++i)
+        files[i] = byRow.at(i).second;
+    return files;
+}
+
 int BatchPanel::fileIndexOfRow(int row) const
 {
     const QTableWidgetItem *item = tableWidget->item(row, NameColumn);
@@ -215,6 +271,16 @@ void BatchPanel::buildRows()
             displayOrder.append(i);
     }
 
+    // The selection follows its files into their new rows; the name cells still in the
+    // table identify them, also after records were removed.
+    QSet<const QTableWidgetItem *> wasSelected;
+    for (const int row : selectedRows())
+        wasSelected.insert(tableWidget->item(row, NameColumn));
+    const QTableWidgetItem *wasCurrent = tableWidget->item(tableWidget->currentRow(), NameColumn);
+    const int currentColumn = tableWidget->currentColumn();
+    QList<int> keepSelected;
+    int keepCurrent = -1;
+
     pages->setCurrentIndex(displayOrder.isEmpty() ? 0 : 1);
     // Filling a sorted table moves rows under setItem and scrambles cells, so sorting
     // is off while the rows are written and back on (re-sorting once) afterwards.
@@ -228,6 +294,10 @@ void BatchPanel::buildRows()
     rows.reserve(displayOrder.size());
     for (const int i : std::as_const(displayOrder)) {
         FileRecord &record = records[i];
+        if (record.nameItem && wasSelected.contains(record.nameItem))
+            keepSelected.append(i);
+        if (record.nameItem && record.nameItem == wasCurrent)
+            keepCurrent = i;
 
         auto *name = new QTableWidgetItem(record.file.fileName());
         name->setToolTip(record.file.absoluteFilePath());
@@ -280,6 +350,30 @@ void BatchPanel::buildRows()
     quietModel.unblock();
     tableWidget->invalidateContentWidths();
     tableWidget->setSortingEnabled(true);
+
+    QAbstractItemModel *model = tableWidget->model();
+    if (keepCurrent >= 0)
+        tableWidget->selectionModel()->setCurrentIndex(
+            model->index(records.at(keepCurrent).row, std::max(currentColumn, 0)),
+            QItemSelectionModel::NoUpdate);
+    if (wasSelected.isEmpty())
+        return;
+    QList<int> rowsToSelect;
+    rowsToSelect.reserve(keepSelected.size());
+    for (const int i : std::as_const(keepSelected))
+        rowsToSelect.append(records.at(i).row);
+    std::sort(rowsToSelect.begin(), rowsToSelect.end());
+    // Runs of neighbouring rows as one range each, all set in one call.
+    QItemSelection selection;
+    for (qsizetype first = 0; first < rowsToSelect.size();) {
+        qsizetype last = first;
+        while (last + 1 < rowsToSelect.size() && rowsToSelect.at(last + 1) == rowsToSelect.at(last) + 1)
+            ++last;
+        selection.append(QItemSelectionRange(model->index(rowsToSelect.at(first), 0),
+                                             model->index(rowsToSelect.at(last), model->columnCount() - 1)));
+        first = last + 1;
+    }
+    tableWidget->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
 }
 
 void BatchPanel::writeStatus(int fileIndex)
@@ -458,32 +552,47 @@ void BatchPanel::setAllowRemove(bool allow)
 
 void BatchPanel::convertNext(int fileIndex)
 {
-    if (!inRange(fileIndex) || !running || !canConvertNext(records.at(fileIndex).status))
-        return;
-    FileRecord &record = records[fileIndex];
-    record.status = FileStatus::Pending;
-    record.exitCode = ExitMarker::NotRun;
-    record.timer.invalidate();
-    // Fetched first: a table sorted by status moves the row when the status is written.
-    QTableWidgetItem *duration = cell(fileIndex, DurationColumn);
-    writeStatus(fileIndex);
-    if (duration) {
-        tableWidget->aboutToSetText(duration, DurationColumn, QString());
-        duration->setText(QString());
+    convertNextFiles({fileIndex});
+}
+
+void BatchPanel::convertNextFiles(const QList<int> &fileIndexes)
+{
+    // Requested in table order: the controller runs the requests in the order they come.
+    const QList<int> files =
+        applicableFiles(fileIndexes, [this](const FileRecord &r) { return canRequestNext(r); });
+    for (const int fileIndex : files) {
+        FileRecord &record = records[fileIndex];
+        record.status = FileStatus::Pending;
+        record.exitCode = ExitMarker::NotRun;
+        record.timer.invalidate();
+        // Fetched first: a table sorted by status moves the row when the status is written.
+        QTableWidgetItem *duration = cell(fileIndex, DurationColumn);
+        writeStatus(fileIndex);
+        if (duration) {
+            tableWidget->aboutToSetText(duration, DurationColumn, QString());
+            duration->setText(QString());
+        }
+        Q_EMIT convertNextRequested(record.file.absoluteFilePath());
     }
-    Q_EMIT convertNextRequested(record.file.absoluteFilePath());
 }
 
 void BatchPanel::disableFile(int fileIndex)
 {
-    if (!inRange(fileIndex))
+    disableFiles({fileIndex});
+}
+
+void BatchPanel::disableFiles(const QList<int> &fileIndexes)
+{
+    const QList<int> files =
+        applicableFiles(fileIndexes, [this](const FileRecord &r) { return canDisable(r); });
+    if (files.isEmpty())
         return;
-    FileRecord &record = records[fileIndex];
-    if (running && record.status != FileStatus::Pending)
-        return;
-    record.disabled = true;
-    record.status = FileStatus::Disabled;
-    if (running) {
+    for (const int fileIndex : files) {
+        FileRecord &record = records[fileIndex];
+        record.disabled = true;
+        record.status = FileStatus::Disabled;
+        if (!running)
+            continue;
         record.exitCode = ExitMarker::Disabled;
         Q_EMIT fileExcludedDuringConversion(record.file.absoluteFilePath());
         // Greyed in place: moving the row mid-run would make the user lose track of it.
@@ -494,19 +603,28 @@ void BatchPanel::disableFile(int fileIndex)
             size->setForeground(greyedText);
         }
         writeStatus(fileIndex);
-    } else {
-        buildRows();
     }
+    if (!running)
+        buildRows();
     updateSummary();
     Q_EMIT activeFilesChanged();
 }
 
 void BatchPanel::enableFile(int fileIndex)
 {
-    if (running || !inRange(fileIndex))
+    enableFiles({fileIndex});
+}
+
+void BatchPanel::enableFiles(const QList<int> &fileIndexes)
+{
+    const QList<int> files =
+        applicableFiles(fileIndexes, [this](const FileRecord &r) { return canEnable(r); });
+    if (files.isEmpty())
         return;
-    records[fileIndex].disabled = false;
-    records[fileIndex].status = FileStatus::Pending;
+    for (const int fileIndex : files) {
+        records[fileIndex].disabled = false;
+        records[fileIndex].status = FileStatus::Pending;
+    }
     buildRows();
     updateSummary();
     Q_EMIT activeFilesChanged();
@@ -514,15 +632,36 @@ void BatchPanel::enableFile(int fileIndex)
 
 void BatchPanel::removeFile(int fileIndex)
 {
-    if (running || !inRange(fileIndex))
+    removeFiles({fileIndex});
+}
+
+void BatchPanel::removeFiles(const QList<int> &fileIndexes)
+{
+    if (running)
         return;
-    const QString path = records.at(fileIndex).file.absoluteFilePath();
-    records.removeAt(fileIndex);
+    const QList<int> files = applicableFiles(fileIndexes, [](const FileRecord &) { return true; });
+    if (files.isEmpty())
+        return;
+    QStringList paths;
+    QList<bool> removed(records.size(), false);
+    for (const int fileIndex : files) {
+        paths.append(records.at(fileIndex).file.absoluteFilePath());
+        removed[fileIndex] = true;
+    }
+    // One pass that keeps the rest in file order, instead of shifting the list per file.
+    QList<FileRecord> kept;
+    kept.reserve(records.size() - files.size());
+    for (qsizetype i = 0; i < records.size(); ++i) {
+        if (!removed.at(i))
+            kept.append(std::move(records[i]));
+    }
+    records = std::move(kept);
     rebuildPathIndex();
     buildRows();
-    // The summary would otherwise still count the removed file.
+    // The summary would otherwise still count the removed files.
     updateSummary();
-    Q_EMIT fileRemoved(path);
+    for (const QString &path : std::as_const(paths))
+        Q_EMIT fileRemoved(path);
     Q_EMIT activeFilesChanged();
 }
 
@@ -536,8 +675,19 @@ void BatchPanel::clearFiles()
 
 void BatchPanel::openContainingFolder(int fileIndex)
 {
-    if (inRange(fileIndex))
-        dialogs->showInFolder(records.at(fileIndex).file.absoluteFilePath());
+    openContainingFolders({fileIndex});
+}
+
+void BatchPanel::openContainingFolders(const QList<int> &fileIndexes)
+{
+    QSet<QString> opened;
+    for (const int fileIndex : applicableFiles(fileIndexes, [](const FileRecord &) { return true; })) {
+        const QFileInfo &file = records.at(fileIndex).file;
+        if (!opened.contains(file.absolutePath())) {
+            opened.insert(file.absolutePath());
+            dialogs->showInFolder(file.absoluteFilePath());
+        }
+    }
 }
 
 void BatchPanel::copyPath(int fileIndex)
@@ -545,6 +695,19 @@ void BatchPanel::copyPath(int fileIndex)
     if (inRange(fileIndex))
         QGuiApplication::clipboard()->setText(
             QDir::fromNativeSeparators(records.at(fileIndex).file.absoluteFilePath()));
+}
+
+void BatchPanel::openLog(int fileIndex)
+{
+    if (inRange(fileIndex) && !records.at(fileIndex).logFile.isEmpty())
+        dialogs->openUrl(QUrl::fromLocalFile(records.at(fileIndex).logFile));
+}
+
+void BatchPanel::setLogFile(const QString &filePath, const QString &logFile)
+{
+    const int fileIndex = fileIndexOfPath(QFileInfo(filePath).absoluteFilePath());
+    if (inRange(fileIndex))
+        records[fileIndex].logFile = logFile;
 }
 
 void BatchPanel::addContextMenuAction(QAction *action)
@@ -556,31 +719,35 @@ QMenu *BatchPanel::createContextMenu(int fileIndex, QWidget *parent)
 {
     if (!inRange(fileIndex))
         return nullptr;
+    // A right-click inside the selection acts on all of it, elsewhere on the clicked file.
+    QList<int> targets = selectedFiles();
+    if (!targets.contains(fileIndex))
+        targets = {fileIndex};
+    const auto anyTarget = [this, &targets](auto applies) {
+        return std::any_of(targets.cbegin(), targets.cend(), [&](int i) { return applies(records.at(i)); });
+    };
     auto *menu = new QMenu(parent);
     menu->setObjectName(u"batchContextMenu"_s);
-    const FileStatus state = records.at(fileIndex).status;
-    if (running) {
-        if (canConvertNext(state))
-            menu->addAction(QIcon(u":/res/style/icons/refresh-cw.png"_s), tr("Convert next"), this,
-                            [this, fileIndex] { convertNext(fileIndex); });
-        if (state == FileStatus::Pending)
-            menu->addAction(QIcon(u":/res/style/icons/eye-off.png"_s), tr("Disable"), this,
-                            [this, fileIndex] { disableFile(fileIndex); });
-    } else if (records.at(fileIndex).disabled) {
-        menu->addAction(QIcon(u":/res/style/icons/eye.png"_s), tr("Enable"), this,
-                        [this, fileIndex] { enableFile(fileIndex); });
-    } else {
+    if (anyTarget([this](const FileRecord &r) { return canRequestNext(r); }))
+        menu->addAction(QIcon(u":/res/style/icons/refresh-cw.png"_s), tr("Convert next"), this,
+                        [this, targets] { convertNextFiles(targets); });
+    if (anyTarget([this](const FileRecord &r) { return canDisable(r); }))
         menu->addAction(QIcon(u":/res/style/icons/eye-off.png"_s), tr("Disable"), this,
-                        [this, fileIndex] { disableFile(fileIndex); });
-    }
+                        [this, targets] { disableFiles(targets); });
+    if (anyTarget([this](const FileRecord &r) { return canEnable(r); }))
+        menu->addAction(QIcon(u":/res/style/icons/eye.png"_s), tr("Enable"), this,
+                        [this, targets] { enableFiles(targets); });
     menu->addSeparator();
     menu->addAction(QIcon(u":/res/style/icons/external-link.png"_s), tr("Open Folder"), this,
-                    [this, fileIndex] { openContainingFolder(fileIndex); });
+                    [this, targets] { openContainingFolders(targets); });
     menu->addAction(tr("Copy Path"), this, [this, fileIndex] { copyPath(fileIndex); });
+    if (!records.at(fileIndex).logFile.isEmpty())
+        menu->addAction(QIcon(u":/res/style/icons/file-text.png"_s), tr("Open Log"), this,
+                        [this, fileIndex] { openLog(fileIndex); });
     if (allowRemove && !running) {
         menu->addSeparator();
         menu->addAction(QIcon(u":/res/style/icons/x.png"_s), tr("Remove"), this,
-                        [this, fileIndex] { removeFile(fileIndex); });
+                        [this, targets] { removeFiles(targets); });
     }
     for (QAction *action : std::as_const(ownerActions)) {
         if (action->isEnabled()) {

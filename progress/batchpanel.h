@@ -49,16 +49,27 @@ public:
     bool isRunning() const { return running; }
     // The table row now showing a file, or -1.
     int rowOfFile(int fileIndex) const;
+    // The files of the selected rows, in table order.
+    QList<int> selectedFiles() const;
     QTableWidget *table() const { return tableWidget; }
 
-    // The row actions, also reachable from the context menu.
+    // The row actions, also reachable from the context menu. The list forms act on the files
+    // the action applies to, in table order and in one step: at most one rebuild of the rows
+    // and one activeFilesChanged for the whole set.
     void convertNext(int fileIndex);
+    void convertNextFiles(const QList<int> &fileIndexes);
     void disableFile(int fileIndex);
+    void disableFiles(const QList<int> &fileIndexes);
     void enableFile(int fileIndex);
+    void enableFiles(const QList<int> &fileIndexes);
     void removeFile(int fileIndex);
+    void removeFiles(const QList<int> &fileIndexes);
     void clearFiles();
     void openContainingFolder(int fileIndex);
+    // Each distinct folder once, showing the first of its files in table order.
+    void openContainingFolders(const QList<int> &fileIndexes);
     void copyPath(int fileIndex);
+    void openLog(int fileIndex);
     // An action of the owner's that every file's context menu ends with while it is enabled.
     void addContextMenuAction(QAction *action);
     // The context menu of a file as its state allows; the caller owns it.
@@ -77,6 +88,8 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     void setFiles(const QFileInfoList &files);
+    // The log a file's conversion left on disk; an empty path forgets it.
+    void setLogFile(const QString &filePath, const QString &logFile);
     void resetFailedForRetry();
     void prepareForConversion();
     void prepareForRetry();
@@ -95,11 +108,20 @@ private:
         int exitCode = ExitMarker::NotRun;
         QElapsedTimer timer;
         bool disabled = false;
+        QString logFile;
         // The file's name cell, so its row is found without scanning the table.
         QTableWidgetItem *nameItem = nullptr;
         // The row the name cell was last seen in; checked before use, since sorting moves rows.
         mutable int row = -1;
     };
+
+    // Which files each row action applies to; the menu and the actions share them.
+    bool canDisable(const FileRecord &record) const;
+    bool canEnable(const FileRecord &record) const { return !running && record.disabled; }
+    bool canRequestNext(const FileRecord &record) const { return running && canConvertNext(record.status); }
+    template <typename Applies>
+    QList<int> applicableFiles(const QList<int> &fileIndexes, Applies applies) const;
+    QList<int> selectedRows() const;
 
     void buildRows();
     void updateSummary();
