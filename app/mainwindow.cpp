@@ -830,6 +830,9 @@ void MainWindow::onFileStarted(int number, int total, const QString &filePath)
     totalFileCount = total;
     currentFileName = QFileInfo(filePath).fileName();
     refreshProgressTexts();
+    // The file's own log is written from its start on, so "Open Log" can follow it live.
+    if (const QString log = controller->logFileOf(filePath); !log.isEmpty())
+        batchPanel->setLogFile(filePath, log);
 }
 
 void MainWindow::onFileFinished(int, int exitCode, const QString &filePath)
