@@ -1,10 +1,11 @@
 // Floods the log view with converter output the way the controller delivers it (blocks of
 // 2,000 lines every 100 ms, a tenth of the lines coloured, one in fifty an error or a
-// warning) until 1,000,000 lines are in, and feeds the same lines without colour to a
-// plain QPlainTextEdit as the reference. Then measures the search at that size and the
-// ANSI conversion against Debian's aha.
+// warning) until all lines are in, with the view kept to at most maximum-lines lines (0:
+// no limit), and feeds the same lines without colour to a plain QPlainTextEdit with the
+// same block limit as the reference. Then measures the search at that size and the ANSI
+// conversion against Debian's aha.
 //
-//   QT_QPA_PLATFORM=offscreen bench_log_flood [total-lines]
+//   QT_QPA_PLATFORM=offscreen bench_log_flood [total-lines [maximum-lines]]
 
 #include "benchsupport.h"
 #include "common/dialogs.h"
@@ -19,6 +20,7 @@
 #include <QScrollBar>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTextDocument>
 
 #include <algorithm>
 
@@ -64,6 +66,7 @@ int main(int argc, char *argv[])
     preferOffscreenPlatform();
     QApplication app(argc, argv);
     const int totalLines = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 1'000'000;
+    const int maximumLines = argc > 2 ? QString::fromLocal8Bit(argv[2]).toInt() : 200'000;
     const int blocks = totalLines / blockLines;
 
     QStringList lines;
@@ -84,6 +87,7 @@ int main(int argc, char *argv[])
     for (const QString &line : lines)
         bytes += line.toUtf8().size() + 1;
     print("lines", QString::number(totalLines));
+    print("maximum_lines", QString::number(maximumLines));
     print("average_line_bytes", QString::number(static_cast<double>(bytes) / totalLines, 'f', 1));
 
     // The log view, shown, with the event loop turning between blocks as in a run.
@@ -93,6 +97,7 @@ int main(int argc, char *argv[])
         Dialogs dialogs;
         dialogs.setScripted();
         auto *panel = new ProgressPanel(&dialogs);
+        panel->setMaximumLines(maximumLines);
         panel->resize(900, 600);
         panel->show();
         QApplication::processEvents();
@@ -102,6 +107,29 @@ int main(int argc, char *argv[])
         QElapsedTimer one;
         QList<qint64> appendNs;
         appendNs.reserve(blocks);
+        // The longest single turn of the event loop, which is where slices of the backlog
+        // are shown and the view is trimmed.
+        qint64 longestTurnNs = 0;
+        const auto turn = [&] {
+            one.start();
+            QApplication::processEvents();
+            longestTurnNs = std::max(longestTurnNs, one.nsecsElapsed());
+        };
+        const auto printMemory = [&](int inLog) {
+            const qint64 kib = residentKiB() - baseKiB;
+            print(qPrintable(u"rss_growth_mib_at_%1"_s.arg(inLog)), QString::number(kib / 1024.0, 'f', 1));
+            print(qPrintable(u"bytes_per_line_at_%1"_s.arg(inLog)),
+                  QString::number(kib * 1024.0 / inLog, 'f', 0));
+        };
+        // Lines that went into the view; under a limit, lines that a flood pushes out while
+        // they still wait are never inserted.
+        qint64 linesInserted = 0;
+        int lastBlockCount = panel->logView()->document()->blockCount();
+        QObject::connect(panel->logView()->document(), &QTextDocument::blockCountChanged, panel,
+                         [&](int count) {
+                             linesInserted += std::max(0, count - lastBlockCount);
+                             lastBlockCount = count;
+                         });
         int longestBlock = 0;
         for (int b = 0; b < blocks; ++b) {
             one.start();
@@ -114,20 +142,32 @@ int main(int argc, char *argv[])
                 longestAppendNs = appendNs.last();
                 longestBlock = b;
             }
-            QApplication::processEvents();
+            turn();
             const int inLog = (b + 1) * blockLines;
-            if (inLog == 100'000 || inLog == 500'000 || inLog == 1'000'000) {
-                const qint64 kib = residentKiB() - baseKiB;
-                print(qPrintable(u"rss_growth_mib_at_%1"_s.arg(inLog)),
-                      QString::number(kib / 1024.0, 'f', 1));
-                print(qPrintable(u"bytes_per_line_at_%1"_s.arg(inLog)),
-                      QString::number(kib * 1024.0 / inLog, 'f', 0));
-            }
+            if (inLog < totalLines &&
+                (inLog == 100'000 || inLog == 500'000 || inLog == 1'000'000 || inLog == 2'000'000))
+                printMemory(inLog);
         }
         // Slices of a flood may still wait to be shown; the view is done when it has caught up.
         while (panel->isCatchingUp())
-            QApplication::processEvents();
+            turn();
         panelNs = total.nsecsElapsed();
+        printMemory(blocks * blockLines);
+        print("log_view_lines_inserted", QString::number(linesInserted));
+        print("log_view_blocks_at_end", QString::number(panel->logView()->document()->blockCount()));
+        print("longest_event_loop_turn_ms", QString::number(nsToMs(longestTurnNs), 'f', 1));
+        // A view at its limit given lines at a pace it keeps up with: the turn that removes
+        // the oldest tenth shows what trimming costs.
+        if (maximumLines > 0 && blocks > 0) {
+            longestTurnNs = 0;
+            for (int b = 0; b < maximumLines / 10 / blockLines + 2; ++b) {
+                panel->appendLog(blockTexts.at(b % blocks));
+                do
+                    turn();
+                while (panel->isCatchingUp());
+            }
+            print("longest_event_loop_turn_with_trim_ms", QString::number(nsToMs(longestTurnNs), 'f', 1));
+        }
         print("log_view_seconds", QString::number(nsToSeconds(panelNs), 'f', 2));
         print("log_view_lines_per_second", QString::number(totalLines / nsToSeconds(panelNs), 'f', 0));
         print("longest_appendLog_ms", QString::number(nsToMs(longestAppendNs), 'f', 1));
@@ -233,6 +273,7 @@ int main(int argc, char *argv[])
         QPlainTextEdit reference;
         reference.setReadOnly(true);
         reference.setUndoRedoEnabled(false);
+        reference.setMaximumBlockCount(maximumLines);
         reference.resize(900, 600);
         reference.show();
         QApplication::processEvents();

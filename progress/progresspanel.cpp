@@ -7,9 +7,11 @@
 
 #include <QByteArrayMatcher>
 #include <QColor>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QFile>
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QIcon>
@@ -29,6 +31,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -47,6 +50,22 @@ int countFolded(QByteArrayView haystack, const QByteArray &term)
          at = matcher.indexIn(haystack, at + term.size()))
         ++count;
     return count;
+}
+
+// Where the count-th line break from the start of text ends (just past it), and how many of
+// the count were found there.
+std::pair<qsizetype, qsizetype> pastLineBreaks(QByteArrayView text, qsizetype count)
+{
+    qsizetype cut = 0;
+    qsizetype found = 0;
+    while (found < count) {
+        const void *at = std::memchr(text.data() + cut, '\n', static_cast<size_t>(text.size() - cut));
+        if (!at)
+            break;
+        cut = static_cast<const char *>(at) - text.data() + 1;
+        ++found;
+    }
+    return {cut, found};
 }
 
 // Characters the document would take as the start of a new paragraph; inside one
@@ -215,6 +234,25 @@ void ProgressPanel::setEscapeClosesSearch(bool closes)
     searchKeys->claimEscape = closes;
 }
 
+void ProgressPanel::setMaximumLines(int lines)
+{
+    maximumLines = std::max(lines, 0);
+    if (maximumLines > 0 && backlogLines > maximumLines)
+        dropOldBacklog();
+    trimView();
+}
+
+void ProgressPanel::setFullLogFile(const QString &path)
+{
+    if (fullLog.isOpen() && path == fullLog.fileName())
+        return;
+    fullLog.close();
+    fullLog.setFileName(path);
+    // A file that cannot be opened is left out; Save Log then saves the view as before.
+    if (!path.isEmpty())
+        fullLog.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
+}
+
 QString ProgressPanel::plainText()
 {
     flushBacklog();
@@ -263,7 +301,11 @@ void ProgressPanel::appendLog(const QString &text)
 {
     if (text.isEmpty())
         return;
+    writeFullLog(text);
     backlog.append(text);
+    backlogLines += text.count(u'\n') + 1;
+    if (maximumLines > 0 && backlogLines > maximumLines)
+        dropOldBacklog();
     // A few lines go in at once; more go in slices, with the event loop free in between, so
     // Stop and the rest of the window never wait for the log.
     if (backlog.size() == 1 && text.size() <= drainChunkChars)
@@ -285,14 +327,145 @@ void ProgressPanel::drainBacklog()
             if (end < 0)
                 end = block.size();
         }
-        insertLines(QStringView(block).mid(backlogOffset, end - backlogOffset));
+        const QStringView chunk = QStringView(block).mid(backlogOffset, end - backlogOffset);
+        backlogLines -= chunk.count(u'\n') + 1;
+        insertLines(chunk);
         backlogOffset = end + 1;
         if (backlogOffset >= block.size()) {
+            // A block ending in a line break leaves an empty last line that no chunk takes.
+            if (backlogOffset == block.size())
+                --backlogLines;
             backlog.removeFirst();
             backlogOffset = 0;
         }
     }
     scheduleDrain();
+}
+
+void ProgressPanel::dropOldBacklog()
+{
+    qsizetype excess = backlogLines - maximumLines;
+    while (excess > 0 && !backlog.isEmpty()) {
+        const QStringView rest = QStringView(backlog.constFirst()).sliced(backlogOffset);
+        qsizetype cut = 0;
+        qsizetype breaks = 0;
+        for (qsizetype at = 0; breaks < excess && (at = rest.indexOf(u'\n', cut)) >= 0; ++breaks)
+            cut = at + 1;
+        if (breaks < excess) {
+            countSeenLines(rest);
+            backlogLines -= breaks + 1;
+            excess -= breaks + 1;
+            backlog.removeFirst();
+            backlogOffset = 0;
+        } else {
+            countSeenLines(rest.first(cut));
+            backlogOffset += cut;
+            backlogLines -= excess;
+            excess = 0;
+        }
+    }
+    // Everything the view holds is older than what was just dropped; kept, it would sit
+    // above a gap the reader cannot see.
+    removeOldestLines(shownLineCount());
+    updateCountLabels();
+}
+
+void ProgressPanel::countSeenLines(QStringView text)
+{
+    for (const QStringView part : text.tokenize(u'\n', Qt::SkipEmptyParts)) {
+        const QStringView line = part.trimmed();
+        if (!line.isEmpty())
+            countLine(line.left(maxShownLineLength));
+    }
+}
+
+void ProgressPanel::countLine(QStringView line)
+{
+    switch (classifyLine(line)) {
+    case LineKind::Error: ++errorCount; break;
+    case LineKind::Warning: ++warningCount; break;
+    case LineKind::Plain: break;
+    }
+}
+
+qsizetype ProgressPanel::shownLineCount() const
+{
+    const QTextDocument *document = log->document();
+    if (document->isEmpty())
+        return 0;
+    return document->blockCount() - (trimNoteShown ? 1 : 0);
+}
+
+void ProgressPanel::trimView()
+{
+    if (maximumLines <= 0)
+        return;
+    // In batches, each one document change; a fortieth of the limit keeps one removal short
+    // (5,000 of 200,000 lines took under 20 ms where 20,000 took about 70 ms).
+    const qsizetype shown = shownLineCount();
+    if (shown > maximumLines + maximumLines / 40)
+        removeOldestLines(shown - maximumLines);
+}
+
+void ProgressPanel::removeOldestLines(qsizetype count)
+{
+    QTextDocument *document = log->document();
+    const qsizetype shown = shownLineCount();
+    const QString note = fullLogFolder.isEmpty()
+                             ? tr("Earlier lines are no longer shown here.")
+                             : tr("Earlier lines are no longer shown here; the full log is in %1")
+                                   .arg(QDir::toNativeSeparators(fullLogFolder));
+    QTextCharFormat noteFormat;
+    noteFormat.setFontItalic(true);
+    if (count >= shown) {
+        // Clearing is far cheaper than removing a selection of many blocks.
+        log->clear();
+        QTextCursor(document).insertText(note, noteFormat);
+    } else {
+        const int firstKept = static_cast<int>(count) + (trimNoteShown ? 1 : 0);
+        QTextCursor cursor(document);
+        cursor.setPosition(document->findBlockByNumber(firstKept).position(), QTextCursor::KeepAnchor);
+        cursor.insertText(note + u'\n', noteFormat);
+    }
+    trimNoteShown = true;
+
+    // The search copy holds one line-break-terminated line per line shown.
+    const QByteArray term = highlightTerm.isEmpty() ? QByteArray() : foldForSearch(highlightTerm);
+    qsizetype left = count;
+    while (left > 0 && !searchText.isEmpty()) {
+        const QByteArrayView rest = QByteArrayView(searchText.constFirst()).sliced(searchTextSkip);
+        const auto [cut, found] = pastLineBreaks(rest, left);
+        if (!term.isEmpty())
+            matches -= countFolded(rest.first(cut), term);
+        left -= found;
+        if (cut == rest.size()) {
+            searchText.removeFirst();
+            searchTextSkip = 0;
+        } else {
+            searchTextSkip += cut;
+        }
+    }
+    if (!term.isEmpty())
+        matchLabel->setText(matchCountText(matches));
+}
+
+void ProgressPanel::writeFullLog(QStringView text)
+{
+    if (!fullLog.isOpen())
+        return;
+    QString plain;
+    plain.reserve(text.size());
+    for (const QStringView part : text.tokenize(u'\n', Qt::SkipEmptyParts)) {
+        const QStringView line = part.trimmed();
+        if (line.isEmpty())
+            continue;
+        plain += withoutEscapes(line);
+        plain += u'\n';
+    }
+    const QByteArray bytes = plain.toUtf8();
+    // A file that stops taking text (a full disk) is given up; Save Log then saves the view.
+    if (fullLog.write(bytes) != bytes.size())
+        fullLog.close();
 }
 
 void ProgressPanel::scheduleDrain()
@@ -344,20 +517,14 @@ void ProgressPanel::insertLines(QStringView text)
         const QString line = shownLine(part.trimmed());
         if (line.isEmpty())
             continue;
-        switch (classifyLine(line)) {
-        case LineKind::Error: ++errorCount; break;
-        case LineKind::Warning: ++warningCount; break;
-        case LineKind::Plain: break;
-        }
+        countLine(line);
 
         if (!ansiToRuns(line, runScratch))
             continue;
         for (AnsiRun &run : runScratch)
             replaceBlockBreaks(run.text);
-        if (!documentEmpty) {
+        if (!documentEmpty)
             pending += u'\n';
-            added += u'\n';
-        }
         const bool plainLine =
             runScratch.isEmpty() ||
             (runScratch.size() == 1 && runScratch.first().colourCode == 0 && !runScratch.first().bold);
@@ -372,8 +539,11 @@ void ProgressPanel::insertLines(QStringView text)
             for (const AnsiRun &run : std::as_const(runScratch))
                 cursor.insertText(run.text, formatFor(run.colourCode, run.bold));
         }
-        for (const AnsiRun &run : std::as_const(runScratch))
-            added += run.text;
+        if (!documentEmpty || !runScratch.isEmpty()) {
+            for (const AnsiRun &run : std::as_const(runScratch))
+                added += run.text;
+            added += u'\n';
+        }
         documentEmpty = documentEmpty && runScratch.isEmpty();
         inserted = true;
     }
@@ -394,6 +564,7 @@ void ProgressPanel::insertLines(QStringView text)
         if (!highlightTerm.isEmpty())
             matches += countFolded(folded, foldForSearch(highlightTerm));
     }
+    trimView();
 
     if (errorCount != errorsBefore || warningCount != warningsBefore)
         updateCountLabels();
@@ -417,8 +588,13 @@ void ProgressPanel::clearLog()
 {
     backlog.clear();
     backlogOffset = 0;
+    backlogLines = 0;
     log->clear();
+    trimNoteShown = false;
     searchText.clear();
+    searchTextSkip = 0;
+    fullLog.close();
+    fullLog.setFileName(QString());
     errorCount = 0;
     warningCount = 0;
     errorLabel->hide();
@@ -490,11 +666,11 @@ void ProgressPanel::highlightAllMatches(const QString &text)
         matchLabel->clear();
         return;
     }
-    // The count covers the whole log, in its case-folded copy; only what is on screen is
+    // The count covers all the view holds, in its case-folded copy; only what is on screen is
     // highlighted (see refreshVisibleHighlights), which keeps a search of a huge log fast.
     const QByteArray term = foldForSearch(text);
-    for (const QByteArray &piece : std::as_const(searchText))
-        matches += countFolded(piece, term);
+    for (qsizetype i = 0; i < searchText.size(); ++i)
+        matches += countFolded(QByteArrayView(searchText.at(i)).sliced(i == 0 ? searchTextSkip : 0), term);
     matchLabel->setText(matchCountText(matches));
     refreshVisibleHighlights();
 }
@@ -515,8 +691,10 @@ void ProgressPanel::refreshVisibleHighlights()
     QTextCharFormat highlight;
     highlight.setBackground(QColor(255, 255, 0, 80));
     QList<QTextEdit::ExtraSelection> selections;
+    // The note about removed lines is not part of the log the count covers.
+    const QTextBlock note = trimNoteShown ? log->document()->firstBlock() : QTextBlock();
     for (QTextBlock block = first; block.isValid(); block = block.next()) {
-        const QString blockText = block.text();
+        const QString blockText = block != note ? block.text() : QString();
         for (qsizetype at = matcher.indexIn(blockText, 0); at >= 0;
              at = matcher.indexIn(blockText, at + length)) {
             QTextCursor cursor(block);
@@ -537,6 +715,13 @@ void ProgressPanel::saveLogToFile()
         dialogs->saveFileName(this, tr("Save Log"), QString(), tr("Text Files (*.txt);;All Files (*)"));
     if (path.isEmpty())
         return;
+    // Saved onto the full log itself, which already holds everything: opening it for
+    // writing would empty it.
+    if (fullLog.isOpen() && QFileInfo(path) == QFileInfo(fullLog.fileName())) {
+        fullLog.flush();
+        Q_EMIT logSaved(path);
+        return;
+    }
     QFile file(path);
     const auto fail = [&] {
         dialogs->showWarning(this, tr("Save Failed"),
@@ -544,6 +729,15 @@ void ProgressPanel::saveLogToFile()
     };
     if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
         fail();
+        return;
+    }
+    if (fullLog.isOpen()) {
+        if (!copyFullLog(file)) {
+            fail();
+            return;
+        }
+        file.close();
+        Q_EMIT logSaved(path);
         return;
     }
     // Written line by line, so saving a huge log needs no second copy of it in memory.
@@ -560,4 +754,20 @@ void ProgressPanel::saveLogToFile()
     }
     file.close();
     Q_EMIT logSaved(path);
+}
+
+bool ProgressPanel::copyFullLog(QFile &to)
+{
+    if (!fullLog.flush())
+        return false;
+    QFile from(fullLog.fileName());
+    if (!from.open(QIODevice::ReadOnly))
+        return false;
+    // In pieces: the whole batch's log may be far larger than what the view holds.
+    QByteArray piece;
+    while (!(piece = from.read(1024 * 1024)).isEmpty()) {
+        if (to.write(piece) != piece.size())
+            return false;
+    }
+    return from.error() == QFileDevice::NoError && to.flush();
 }

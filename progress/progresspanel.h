@@ -3,6 +3,7 @@
 #include "progress/ansitext.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <QHash>
 #include <QList>
 #include <QTextCharFormat>
@@ -32,12 +33,21 @@ public:
     // window, which stops a running conversion with it.
     void setEscapeClosesSearch(bool closes);
 
+    // At most this many converter lines stay in the view (0: no limit); older ones are removed
+    // in batches, and the first line then says where the whole log is.
+    void setMaximumLines(int lines);
+    // The folder the note about removed lines names; empty names none.
+    void setFullLogFolder(const QString &folder) { fullLogFolder = folder; }
+    // From now on every appended line also goes to this file as plain text, until the log is
+    // cleared or another path is given (empty: none); Save Log then copies it.
+    void setFullLogFile(const QString &path);
+
     // True while text handed over still waits to be shown.
     bool isCatchingUp() const { return !backlog.isEmpty(); }
 
-    // The match count over the whole log for the current search text.
+    // The match count over the lines the view holds for the current search text.
     int matchCount() const { return matches; }
-    // The whole log as plain text, including what still waits to be shown.
+    // The view as plain text, including what still waits to be shown.
     QString plainText();
     QPlainTextEdit *logView() const { return log; }
 
@@ -69,6 +79,14 @@ private:
     void scheduleDrain();
     void flushBacklog();
     void insertLines(QStringView text);
+    void trimView();
+    void removeOldestLines(qsizetype count);
+    qsizetype shownLineCount() const;
+    void dropOldBacklog();
+    void countSeenLines(QStringView text);
+    void countLine(QStringView line);
+    void writeFullLog(QStringView text);
+    bool copyFullLog(QFile &to);
     QString shownLine(QStringView line);
     void updateCountLabels();
     void refreshVisibleHighlights();
@@ -91,14 +109,23 @@ private:
     // The term whose matches are counted and highlighted; empty when no search is shown.
     QString highlightTerm;
     int matches = 0;
-    // The log's text, case-folded, one line per block: counting matches in it is a byte
-    // search instead of a walk over a million text blocks.
+    // The view's lines, case-folded, each ended by a line break: counting matches in it is a
+    // byte search instead of a walk over a million text blocks.
     QList<QByteArray> searchText;
+    // Bytes at the start of the first piece whose lines were trimmed from the view.
+    qsizetype searchTextSkip = 0;
     QHash<int, QTextCharFormat> formats;
     // Text handed over but not shown yet, oldest first; the first block is shown up to
     // backlogOffset.
     QList<QString> backlog;
     qsizetype backlogOffset = 0;
+    // Line breaks plus one per block still in the backlog: an upper bound on its lines.
+    qsizetype backlogLines = 0;
+    int maximumLines = 0;
+    // Whether the view's first block is the note about removed lines.
+    bool trimNoteShown = false;
+    QString fullLogFolder;
+    QFile fullLog;
     bool drainScheduled = false;
     int drainSliceMs = 8;
     static constexpr qsizetype drainChunkChars = 16 * 1024;
