@@ -745,7 +745,14 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
                               : stallAction == u"stop" ? ConversionController::StallAction::Stop
                                                        : ConversionController::StallAction::Warn);
     const QStringList paths = absolutePaths(files);
-    recorder->begin(batchRoot, converter, {converter.id, outputDir, options, paths});
+    // The view keeps the newest lines; the whole run's log goes to the batch folder, which
+    // "Save Log" then copies.
+    progressPanel->setMaximumLines(
+        settings->value(SettingsKeys::logViewLines(), SettingsKeys::defaultLogViewLines).toInt());
+    if (recorder->begin(batchRoot, converter, {converter.id, outputDir, options, paths})) {
+        progressPanel->setFullLogFolder(QDir::toNativeSeparators(recorder->folder()));
+        progressPanel->setFullLogFile(QDir(recorder->folder()).filePath(u"batch.log"_s));
+    }
     batchReportAction->setEnabled(false);
     exportReportAction->setEnabled(false);
     upToDateCount = static_cast<int>(upToDate.size());
