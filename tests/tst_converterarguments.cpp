@@ -16,53 +16,41 @@ private Q_SLOTS:
 
 void tst_ConverterArguments::arguments_data()
 {
-    // The user's choices as words: converter id, input path, then out=, mode=, categories=,
-    // config= and the switches ticked. The expected command line is written the same way.
+    // The user's choices as words: converter id, input path, out=, mode=, categories=, config= and
+    // the switches ticked; expected, the arguments between the input path and the closing --ui.
     QTest::addColumn<QString>("choices");
     QTest::addColumn<QString>("expected");
     const QString all = u" bbox rooms viewmap parents schedules pdf skipxlsx skipdae force"_s;
     QTest::addRow("worked example")
         << u"revit D:/m/House.rvt out=E:/out mode=custom categories=Walls,Doors bbox rooms skipdae"_s
-        << u"D:/m/House.rvt --output-dae=E:/out/House_rvt.dae --output-xlsx=E:/out/House_rvt.xlsx "
-           "--mode=custom --categories=Walls,Doors --bbox --rooms --skip-dae --ui"_s;
-    QTest::addRow("no output folder: no output arguments")
-        << u"revit D:/m/House.rvt mode=standard force"_s
-        << u"D:/m/House.rvt --mode=standard --force-path --ui"_s;
-    QTest::addRow("input without suffix: stem without underscore")
-        << u"revit C:/p/model out=E:/out"_s
-        << u"C:/p/model --output-dae=E:/out/model.dae --output-xlsx=E:/out/model.xlsx --ui"_s;
+        << u"--output-dae=E:/out/House_rvt.dae --output-xlsx=E:/out/House_rvt.xlsx --mode=custom "
+           "--categories=Walls,Doors --bbox --rooms --skip-dae"_s;
+    QTest::addRow("no output folder")
+        << u"revit H.rvt mode=standard force"_s << u"--mode=standard --force-path"_s;
+    QTest::addRow("no suffix, no underscore")
+        << u"revit C:/model out=E:"_s << u"--output-dae=E:/model.dae --output-xlsx=E:/model.xlsx"_s;
     QTest::addRow("dotted name, upper-case suffix")
-        << u"revit C:/p/Tower.A.RVT out=E:/out"_s
-        << u"C:/p/Tower.A.RVT --output-dae=E:/out/Tower.A_rvt.dae --output-xlsx=E:/out/Tower.A_rvt.xlsx --ui"_s;
-    QTest::addRow("custom without categories")
-        << u"revit D:/m/House.rvt mode=custom"_s << u"D:/m/House.rvt --mode=custom --ui"_s;
-    QTest::addRow("Custom with capital C sends no categories")
-        << u"revit D:/m/House.rvt mode=Custom categories=Walls"_s << u"D:/m/House.rvt --mode=Custom --ui"_s;
-    QTest::addRow("categories ignored outside custom")
-        << u"revit D:/m/House.rvt mode=standard categories=Walls"_s
-        << u"D:/m/House.rvt --mode=standard --ui"_s;
-    QTest::addRow("empty mode sends no mode")
-        << u"revit D:/m/House.rvt categories=Walls"_s << u"D:/m/House.rvt --ui"_s;
+        << u"revit C:/T.A.RVT out=E:"_s << u"--output-dae=E:/T.A_rvt.dae --output-xlsx=E:/T.A_rvt.xlsx"_s;
+    QTest::addRow("custom without categories") << u"revit H.rvt mode=custom"_s << u"--mode=custom"_s;
+    QTest::addRow("Custom, capital C: no categories")
+        << u"revit H.rvt mode=Custom categories=W"_s << u"--mode=Custom"_s;
+    QTest::addRow("categories only in custom")
+        << u"revit H.rvt mode=standard categories=W"_s << u"--mode=standard"_s;
+    QTest::addRow("empty mode sends no mode") << u"revit H.rvt categories=W"_s << QString();
     QTest::addRow("revit: every switch, in order")
-        << u"revit D:/m/House.rvt"_s + all
-        << u"D:/m/House.rvt --bbox --rooms --viewmap --extended-parents --schedules --sheets-to-pdf "
-           "--skip-xlsx --skip-dae --force-path --ui"_s;
-    QTest::addRow("ifc: dae and xlsx outputs, no mode")
-        << u"ifc /data/Bridge.IFC out=/out mode=custom categories=Walls config=cfg"_s + all
-        << u"/data/Bridge.IFC --output-dae=/out/Bridge_ifc.dae --output-xlsx=/out/Bridge_ifc.xlsx --bbox "
-           "--skip-xlsx --skip-dae --force-path --ui"_s;
+        << u"revit H.rvt"_s + all
+        << u"--bbox --rooms --viewmap --extended-parents --schedules --sheets-to-pdf --skip-xlsx --skip-dae --force-path"_s;
+    QTest::addRow("ifc: dae and xlsx, no mode")
+        << u"ifc /B.IFC out=/o mode=custom categories=W config=cfg"_s + all
+        << u"--output-dae=/o/B_ifc.dae --output-xlsx=/o/B_ifc.xlsx --bbox --skip-xlsx --skip-dae --force-path"_s;
     QTest::addRow("dwg: xlsx only, never skip-dae")
-        << u"dwg /data/Plan.dwg out=/out mode=standard"_s + all
-        << u"/data/Plan.dwg --output-xlsx=/out/Plan_dwg.xlsx --skip-xlsx --force-path --ui"_s;
-    QTest::addRow("dgn: xlsx only") << u"dgn /data/Site.dgn out=/out skipdae"_s
-                                    << u"/data/Site.dgn --output-xlsx=/out/Site_dgn.xlsx --ui"_s;
-    QTest::addRow("rvt2ifc: one ifc output, config in custom mode")
-        << u"rvt2ifc D:/m/House.rvt out=E:/out mode=custom categories=Walls config=export.json"_s + all
-        << u"D:/m/House.rvt --output=E:/out/House_rvt.ifc --mode=custom --config=export.json --skip-xlsx "
-           "--force-path --ui"_s;
-    QTest::addRow("rvt2ifc: config ignored outside custom")
-        << u"rvt2ifc D:/m/House.rvt mode=extended config=export.json"_s
-        << u"D:/m/House.rvt --mode=extended --ui"_s;
+        << u"dwg /P.dwg out=/o mode=standard"_s + all
+        << u"--output-xlsx=/o/P_dwg.xlsx --skip-xlsx --force-path"_s;
+    QTest::addRow("rvt2ifc: one ifc, config in custom")
+        << u"rvt2ifc H.rvt out=/o mode=custom categories=W config=e.json"_s + all
+        << u"--output=/o/H_rvt.ifc --mode=custom --config=e.json --skip-xlsx --force-path"_s;
+    QTest::addRow("rvt2ifc: config only in custom")
+        << u"rvt2ifc H.rvt mode=extended config=e.json"_s << u"--mode=extended"_s;
 }
 
 void tst_ConverterArguments::arguments()
@@ -71,28 +59,23 @@ void tst_ConverterArguments::arguments()
     QFETCH(QString, expected);
     const QStringList words = choices.split(u' ');
     const auto value = [&](const QString &key) {
-        for (const QString &word : words)
-            if (word.startsWith(key + u'='))
-                return word.mid(key.size() + 1);
-        return QString();
+        return words.filter(QRegularExpression(u'^' + key + u'=')).value(0).section(u'=', 1);
     };
     ConversionOptions o;
     o.inputPath = words.at(1);
     o.mode = value(u"mode"_s);
     o.categories = value(u"categories"_s);
     o.config = value(u"config"_s);
-    o.boundingBox = words.contains(u"bbox");
-    o.rooms = words.contains(u"rooms");
-    o.viewMap = words.contains(u"viewmap");
-    o.extendedParents = words.contains(u"parents");
-    o.schedules = words.contains(u"schedules");
-    o.sheetsToPdf = words.contains(u"pdf");
-    o.skipXlsx = words.contains(u"skipxlsx");
-    o.skipDae = words.contains(u"skipdae");
-    o.forcePath = words.contains(u"force");
-    const QStringList arguments =
-        buildConverterArguments(makeConverterInfo(words.at(0), true), o, value(u"out"_s));
-    QCOMPARE(arguments.join(u' '), expected);
+    const std::pair<QString, bool ConversionOptions::*> switches[] = {
+        {u"bbox"_s, &ConversionOptions::boundingBox},    {u"rooms"_s, &ConversionOptions::rooms},
+        {u"viewmap"_s, &ConversionOptions::viewMap},     {u"parents"_s, &ConversionOptions::extendedParents},
+        {u"schedules"_s, &ConversionOptions::schedules}, {u"pdf"_s, &ConversionOptions::sheetsToPdf},
+        {u"skipxlsx"_s, &ConversionOptions::skipXlsx},   {u"skipdae"_s, &ConversionOptions::skipDae},
+        {u"force"_s, &ConversionOptions::forcePath}};
+    for (const auto &[word, flag] : switches)
+        o.*flag = words.contains(word);
+    QCOMPARE(buildConverterArguments(makeConverterInfo(words.at(0), true), o, value(u"out"_s)).join(u' '),
+             QStringList({o.inputPath, expected, u"--ui"_s}).join(u' ').simplified());
 }
 
 QTEST_GUILESS_MAIN(tst_ConverterArguments)

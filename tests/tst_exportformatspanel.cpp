@@ -8,121 +8,54 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-// Keys sort as A, B, COLLADA, D; the grid places them the other way round.
-ConverterInfo lockedFormats()
-{
-    ConverterInfo info;
-    info.id = u"test"_s;
-    // checkable, checked, locked, text, row, column
-    info.formats.insert(u"A"_s, {true, true, true, u"required"_s, 1, 1});
-    info.formats.insert(u"B"_s, {true, false, true, u"unavailable"_s, 1, 0});
-    info.formats.insert(u"COLLADA"_s, {true, true, false, u"free"_s, 0, 1});
-    info.formats.insert(u"D"_s, {false, false, false, u"fixed text"_s, 0, 0});
-    return info;
-}
-
-QCheckBox *box(const ExportFormatsPanel &panel, const QString &key)
-{
-    return panel.findChild<QCheckBox *>(u"format_"_s + key);
-}
-
-} // namespace
-
 class tst_ExportFormatsPanel : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void boxes_data();
-    void boxes();
-    void uncheckedQueries_data();
-    void uncheckedQueries();
-    void rebuildReplacesTheBoxes();
+    void boxesAndRebuilds();
 };
 
-void tst_ExportFormatsPanel::boxes_data()
+void tst_ExportFormatsPanel::boxesAndRebuilds()
 {
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QPoint>("cell"); // row, column
-    QTest::addColumn<bool>("checked");
-    QTest::addColumn<bool>("locked");
-    QTest::addRow("locked and checked") << u"A"_s << QPoint(1, 1) << true << true;
-    QTest::addRow("locked and unchecked") << u"B"_s << QPoint(1, 0) << false << true;
-    QTest::addRow("free") << u"COLLADA"_s << QPoint(0, 1) << true << false;
-    QTest::addRow("not checkable") << u"D"_s << QPoint(0, 0) << false << false;
-}
-
-// Each box sits where its format says, locked boxes are disabled and say why, and a click
-// changes exactly the free boxes, each change announced.
-void tst_ExportFormatsPanel::boxes()
-{
-    QFETCH(QString, key);
-    QFETCH(QPoint, cell);
-    QFETCH(bool, checked);
-    QFETCH(bool, locked);
+    ConverterInfo locks; // checkable, checked, locked, text, row, column; keys sort unlike the grid
+    locks.formats.insert(u"A"_s, {true, true, true, u"required"_s, 1, 1});
+    locks.formats.insert(u"B"_s, {true, false, true, u"unavailable"_s, 1, 0});
+    locks.formats.insert(u"C"_s, {true, true, false, u"free"_s, 0, 1});
+    locks.formats.insert(u"D"_s, {false, false, false, u"fixed"_s, 0, 0});
+    const auto flag = [](bool on, const QString &word) { return on ? u' ' + word : QString(); };
     ExportFormatsPanel panel;
-    panel.setConverter(lockedFormats());
-    panel.resize(400, 100);
-    panel.show();
-    QCheckBox *b = box(panel, key);
-    auto *grid = qobject_cast<QGridLayout *>(panel.findChild<QGroupBox *>(u"exportFormatsGroup"_s)->layout());
-    QCOMPARE(grid->itemAtPosition(cell.x(), cell.y())->widget(), b);
-    QCOMPARE(b->isChecked(), checked);
-    QCOMPARE(b->isEnabled(), !locked);
-    QCOMPARE(b->toolTip().isEmpty(), !locked);
-
+    panel.setConverter(locks);
     QSignalSpy changed(&panel, &ExportFormatsPanel::formatsChanged);
-    QTest::mouseClick(b, Qt::LeftButton, {}, QPoint(5, b->height() / 2));
-    const bool changes = !locked && b->isCheckable();
-    QCOMPARE(b->isChecked(), changes ? !checked : checked);
-    QCOMPARE(changed.size(), changes ? 1 : 0);
-
-    // Whatever switched every control back on after a run, the locks come back.
-    b->setEnabled(true);
+    // Each box sits where its format says; a click changes exactly the free ones, announced; locked
+    // boxes say why, and are locked again whatever switched every control back on after a run.
+    auto *grid = qobject_cast<QGridLayout *>(panel.findChild<QGroupBox *>(u"exportFormatsGroup"_s)->layout());
+    QStringList seen;
+    for (int cell = 0; cell < 4; ++cell) {
+        QWidget *box = grid->itemAtPosition(cell / 2, cell % 2)->widget();
+        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(5, box->height() / 2));
+        box->setEnabled(true);
+        seen << box->objectName();
+    }
     panel.reapplyLocks();
-    QCOMPARE(b->isEnabled(), !locked);
-}
+    for (const QCheckBox *box : panel.findChildren<QCheckBox *>())
+        seen << box->text() + flag(box->isChecked(), u"on"_s) + flag(!box->isEnabled(), u"locked"_s) +
+                    flag(!box->toolTip().isEmpty(), box->toolTip());
+    QCOMPARE(seen.join(u", "_s) + flag(true, QString::number(changed.size())),
+             u"format_D, format_C, format_B, format_A, required on locked Required format — cannot be "
+             "disabled, unavailable locked Not available for this converter, free, fixed 1"_s);
 
-void tst_ExportFormatsPanel::uncheckedQueries_data()
-{
-    QTest::addColumn<ConverterInfo>("info");
-    QTest::addColumn<QString>("untick");
-    QTest::addColumn<bool>("xlsxOff");
-    QTest::addColumn<bool>("colladaOff");
-    QTest::addRow("revit, xlsx off") << makeRevitConverterInfo(true) << u"XLSX"_s << true << false;
-    QTest::addRow("revit, collada off") << makeRevitConverterInfo(true) << u"COLLADA"_s << false << true;
-    QTest::addRow("no formats at all") << ConverterInfo() << QString() << false << false;
-}
-
-void tst_ExportFormatsPanel::uncheckedQueries()
-{
-    QFETCH(ConverterInfo, info);
-    QFETCH(QString, untick);
-    QFETCH(bool, xlsxOff);
-    QFETCH(bool, colladaOff);
-    ExportFormatsPanel panel;
-    panel.setConverter(info);
-    if (!untick.isEmpty())
-        box(panel, untick)->setChecked(false);
-    QCOMPARE(panel.isXlsxUnchecked(), xlsxOff);
-    QCOMPARE(panel.isColladaUnchecked(), colladaOff);
-}
-
-void tst_ExportFormatsPanel::rebuildReplacesTheBoxes()
-{
-    ExportFormatsPanel panel;
-    panel.setConverter(makeIfcConverterInfo(true));
-    box(panel, u"COLLADA"_s)->setChecked(false);
-    QCOMPARE(panel.findChildren<QCheckBox *>().size(), 4);
-    panel.setConverter(makeRvt2IfcConverterInfo(true));
-    QCOMPARE(panel.findChildren<QCheckBox *>().size(), 1);
-    QCOMPARE(panel.findChildren<QGroupBox *>().size(), 1);
-    QVERIFY(!panel.isColladaUnchecked());
-    // A fresh converter starts from its own defaults, not from the earlier ticks.
-    panel.setConverter(makeIfcConverterInfo(true));
-    QVERIFY(!panel.isColladaUnchecked());
+    // Queries read the boxes shown; a rebuild replaces boxes and group, and starts from the defaults.
+    seen.clear();
+    for (const QString &step : {u"revit XLSX"_s, u"ifc COLLADA"_s, u"rvt2ifc"_s, u"ifc"_s}) {
+        panel.setConverter(makeConverterInfo(step.section(u' ', 0, 0), true));
+        if (QCheckBox *box = panel.findChild<QCheckBox *>(u"format_"_s + step.section(u' ', 1)))
+            box->setChecked(false);
+        seen << QString::number(panel.findChildren<QCheckBox *>().size()) +
+                    flag(panel.isXlsxUnchecked(), u"xlsx"_s) + flag(panel.isColladaUnchecked(), u"dae"_s);
+    }
+    QCOMPARE(seen.join(u", "_s) + u" in "_s + QString::number(panel.findChildren<QGroupBox *>().size()),
+             u"2 xlsx, 4 dae, 1, 4 in 1"_s);
 }
 
 QTEST_MAIN(tst_ExportFormatsPanel)

@@ -7,8 +7,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <memory>
-
 using namespace Qt::StringLiterals;
 
 class tst_TabPulseAnimator : public QObject
@@ -16,95 +14,37 @@ class tst_TabPulseAnimator : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void pulseSet_data();
-    void pulseSet();
-    void framesColourOnlyOtherTabs();
-    void alert();
-
-private:
-    QColor colour(int tab) const { return tabs->tabBar()->tabTextColor(tab); }
-
-    QTemporaryDir dir;
-    std::unique_ptr<QSettings> settings;
-    std::unique_ptr<QTabWidget> tabs;
+    void tabs();
 };
 
-void tst_TabPulseAnimator::init()
+void tst_TabPulseAnimator::tabs()
 {
-    settings = std::make_unique<QSettings>(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
-    settings->clear();
-    tabs = std::make_unique<QTabWidget>();
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
+    QTabWidget tabs;
     for (const QString &title : {u"Settings"_s, u"Log"_s, u"Files"_s})
-        tabs->addTab(new QWidget, title);
-}
-
-void tst_TabPulseAnimator::pulseSet_data()
-{
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<bool>("hasFileList");
-    QTest::addColumn<int>("current");
-    QTest::addColumn<bool>("blinkingDisabled");
-    QTest::addColumn<QList<int>>("pulsing");
-    QTest::addRow("running, on settings") << true << false << 0 << false << QList<int>{1, 2};
-    QTest::addRow("running, on files") << true << true << 2 << false << QList<int>{1};
-    QTest::addRow("idle with list") << false << true << 0 << false << QList<int>{2};
-    QTest::addRow("idle with list, on files") << false << true << 2 << false << QList<int>{};
-    QTest::addRow("blinking disabled") << true << true << 0 << true << QList<int>{};
-}
-
-void tst_TabPulseAnimator::pulseSet()
-{
-    QFETCH(bool, running);
-    QFETCH(bool, hasFileList);
-    QFETCH(int, current);
-    QFETCH(bool, blinkingDisabled);
-    QFETCH(QList<int>, pulsing);
-    settings->setValue(SettingsKeys::disableTabBlinking(), blinkingDisabled);
-    tabs->setCurrentIndex(current);
-    TabPulseAnimator animator(tabs.get(), settings.get());
-    // Start from a state where every tab pulses, so the update has something to undo.
-    animator.update(true, true, -1, -1, 1, 2);
-    animator.update(running, hasFileList, current, 0, 1, 2);
-    QList<int> actual = animator.pulsingTabs().values();
-    std::sort(actual.begin(), actual.end());
-    QCOMPARE(actual, pulsing);
-    QCOMPARE(animator.isAnimating(), !pulsing.isEmpty());
-    for (int i = 0; i < tabs->count(); ++i)
-        QVERIFY2(pulsing.contains(i) || !colour(i).isValid(), qPrintable(QString::number(i)));
-}
-
-void tst_TabPulseAnimator::framesColourOnlyOtherTabs()
-{
-    settings->setValue(SettingsKeys::blinkingFps(), 60);
-    tabs->setCurrentIndex(1);
-    TabPulseAnimator animator(tabs.get(), settings.get());
-    animator.setDarkTheme(true);
-    animator.update(true, true, 1, 0, 1, 2);
-    QCOMPARE(animator.currentPhase(), 0.0);
-    QTRY_VERIFY(animator.currentPhase() > 0.0);
-    QCOMPARE(colour(2), TabPulseAnimator::pulseColour(animator.currentPhase(), true));
-    QVERIFY(!colour(1).isValid());
-    QVERIFY(!colour(0).isValid());
-}
-
-void tst_TabPulseAnimator::alert()
-{
-    // The alert shows even with blinking disabled, but never on the current tab.
-    settings->setValue(SettingsKeys::disableTabBlinking(), true);
-    tabs->setCurrentIndex(2);
-    TabPulseAnimator animator(tabs.get(), settings.get());
-    animator.update(true, true, 2, 0, 1, 2);
-    animator.setAlert(true);
-    animator.update(false, true, 2, 0, 1, 2);
-    QVERIFY(!animator.isAnimating());
-    QCOMPARE(colour(1), QColor(205, 49, 49));
-    QVERIFY(!colour(0).isValid());
-    QVERIFY(!colour(2).isValid());
-    animator.setAlert(false);
-    animator.update(false, false, 2, 0, 1, 2);
-    for (int i = 0; i < 3; ++i)
-        QVERIFY(!colour(i).isValid());
+        tabs.addTab(new QWidget, title);
+    TabPulseAnimator animator(&tabs, &settings);
+    const QTabBar *bar = tabs.tabBar();
+    // Reports a state as the window does; the three titles at once: 0 plain, 1 pulsing, 2 alert.
+    const auto report = [&](bool running, bool list, int current, bool off = false, bool alert = false) {
+        settings.setValue(SettingsKeys::disableTabBlinking(), off);
+        animator.setAlert(alert);
+        tabs.setCurrentIndex(current);
+        animator.update(running, list, current, 0, 1, 2);
+        QString seen = animator.isAnimating() ? u"pulsing:"_s : u"still:"_s;
+        for (const QColor &colour : {bar->tabTextColor(0), bar->tabTextColor(1), bar->tabTextColor(2)})
+            seen += u' ' + QString::number(colour.isValid() + (colour == TabPulseAnimator::alertColour()));
+        return seen;
+    };
+    QCOMPARE(report(true, false, 0), u"pulsing: 0 1 1"_s);
+    QTRY_VERIFY(animator.currentPhase() > 0.0); // frames go on colouring the pulsing tabs
+    QCOMPARE(bar->tabTextColor(2), TabPulseAnimator::pulseColour(animator.currentPhase(), false));
+    // The current tab never pulses, nor does any with blinking off; the alert after a stop shows then.
+    QCOMPARE(QStringList({report(true, true, 2), report(false, true, 0), report(false, true, 2),
+                          report(true, true, 0, true), report(false, true, 2, true, true)})
+                 .join(u", "_s),
+             u"pulsing: 0 1 0, pulsing: 0 0 1, still: 0 0 0, still: 0 0 0, still: 0 2 0"_s);
 }
 
 QTEST_MAIN(tst_TabPulseAnimator)

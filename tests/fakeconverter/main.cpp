@@ -32,7 +32,6 @@
 //                         output can wait unread after the program has ended
 //   outputs               writes a small file at every path given as --output-...=<path>
 //                         or --output=<path>
-//   echoargs              prints "[ARG] <argument>" for every argument, one per line
 //   hang                  waits until killed (or until its parent is gone)
 //   spawn                 starts a helper process that sleeps until killed, and prints
 //                         "[CHILD] <pid>" (not on Windows)
@@ -284,9 +283,6 @@ bool runCommand(std::string_view command, std::string_view rest,
         setPipeSize(toNumber(rest, 0));
     } else if (command == "outputs") {
         writeOutputs(arguments);
-    } else if (command == "echoargs") {
-        for (const std::string_view arg : arguments)
-            writeLine("[ARG] " + std::string(arg));
     } else if (command == "hang") {
         const long parent = parentId();
         while (!parentIsGone(parent))
@@ -313,10 +309,9 @@ bool runCommand(std::string_view command, std::string_view rest,
 bool isCommand(std::string_view command)
 {
     static constexpr std::string_view commands[] = {
-        "progress", "stage",    "started",  "print",   "error",       "warning",
-        "stderr",   "sleep",    "flood",    "nobreak", "invalidutf8", "crprogress",
-        "outputs",  "echoargs", "pipesize", "hang",    "crash",       "exit",
-        "spawn",    "readstdin"};
+        "progress", "stage", "started", "print",       "error",      "warning", "stderr",
+        "sleep",    "flood", "nobreak", "invalidutf8", "crprogress", "outputs", "pipesize",
+        "hang",     "crash", "exit",    "spawn",       "readstdin"};
     for (const std::string_view c : commands) {
         if (c == command)
             return true;
