@@ -51,6 +51,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
+#include <QSet>
 #include <QSettings>
 #include <QShortcut>
 #include <QStatusBar>
@@ -661,14 +662,19 @@ bool MainWindow::checkBeforeRun(const QFileInfoList &files, QStringList &upToDat
     const int choice = dialogs->choose(this, tr("Before the conversion"), texts.join(u"\n\n"_s), choices);
     if (result.refused() || choice != 0)
         return false;
+    // Files that are gone are left out of the run, all in one step.
+    QSet<QString> gone;
     for (const PreflightFinding &finding : result.findings) {
-        if (finding.kind != PreflightFinding::Kind::MissingInput)
-            continue;
-        for (int i = 0; i < batchPanel->fileCount(); ++i) {
-            if (finding.paths.contains(batchPanel->fileAt(i).absoluteFilePath()))
-                batchPanel->disableFile(i);
-        }
+        if (finding.kind == PreflightFinding::Kind::MissingInput)
+            gone.unite(QSet<QString>(finding.paths.cbegin(), finding.paths.cend()));
     }
+    QList<int> toDisable;
+    for (int i = 0; i < batchPanel->fileCount() && !gone.isEmpty(); ++i) {
+        if (gone.contains(batchPanel->fileAt(i).absoluteFilePath()))
+            toDisable.append(i);
+    }
+    if (!toDisable.isEmpty())
+        batchPanel->disableFiles(toDisable);
     upToDate = result.upToDate;
     return true;
 }

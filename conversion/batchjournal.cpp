@@ -69,9 +69,9 @@ QString BatchJournal::defaultRoot()
 
 bool BatchJournal::begin(const QString &root, const BatchDefinition &batch)
 {
-    // Named by time first, so a listing sorts by age; the suffix keeps two starts in one
-    // second apart.
-    const QString name = QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s) + u'-' +
+    // Named by time first, to the millisecond, so a listing sorts by age even for two
+    // batches in one second (a retry); the suffix keeps two starts in one millisecond apart.
+    const QString name = QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss-zzz"_s) + u'-' +
                          QUuid::createUuid().toString(QUuid::Id128).left(8);
     batchFolder = QDir(root).filePath(name);
     if (!QDir().mkpath(QDir(batchFolder).filePath(u"logs"_s)))
