@@ -2,14 +2,11 @@
 
 #include <QDateTime>
 #include <QDir>
-#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStandardPaths>
 #include <QUuid>
-
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -148,16 +145,14 @@ std::optional<BatchState> BatchJournal::read(const QString &journalPath)
 
 std::optional<BatchState> BatchJournal::findInterrupted(const QString &root)
 {
-    QStringList journals;
-    QDirIterator it(root, {QString(journalName)}, QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext())
-        journals.append(it.next());
-    // Folder names start with the start time: the last in order is the newest.
-    std::sort(journals.begin(), journals.end(), std::greater<>());
-    // Only the last batch is offered: once a newer one ran, an older interruption is history.
-    if (journals.isEmpty())
+    // Folder names start with the start time, so the last by name is the newest. Only that
+    // batch is offered (once a newer one ran, an older interruption is history), and only the
+    // folder names are listed: start-up never walks the logs of years of batches.
+    const QStringList batches =
+        QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name | QDir::Reversed);
+    if (batches.isEmpty())
         return std::nullopt;
-    std::optional<BatchState> state = read(journals.constFirst());
+    std::optional<BatchState> state = read(QDir(root).filePath(batches.constFirst() + u'/' + journalName));
     if (!state || state->ended || state->remaining().isEmpty())
         return std::nullopt;
     return state;

@@ -165,15 +165,20 @@ qsizetype escapeSequenceEnd(QStringView line, qsizetype start, QStringView *sgr)
 
 QString withoutEscapes(QStringView line)
 {
+    // Every line of a flood passes here on its way to a log file: most have no escape and
+    // are copied whole, the others run by run between their sequences.
+    qsizetype next = line.indexOf(QChar(escape));
+    if (next < 0)
+        return line.toString();
     QString plain;
     plain.reserve(line.size());
-    for (qsizetype i = 0; i < line.size();) {
-        if (line[i] == escape) {
-            QStringView sgr;
-            i = escapeSequenceEnd(line, i, &sgr);
-        } else {
-            plain += line[i++];
-        }
+    qsizetype from = 0;
+    while (next >= 0) {
+        plain.append(line.mid(from, next - from));
+        QStringView sgr;
+        from = escapeSequenceEnd(line, next, &sgr);
+        next = line.indexOf(QChar(escape), from);
     }
+    plain.append(line.mid(from));
     return plain;
 }
