@@ -49,9 +49,11 @@ void BatchRecorder::exclude(const QString &path)
 
 void BatchRecorder::stop()
 {
-    if (!running.isEmpty() && !outcomes.contains(running))
-        outcomes.insert(running, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
-                                  startedAt.value(running).elapsed()});
+    for (const QString &path : std::as_const(running)) {
+        if (!outcomes.contains(path))
+            outcomes.insert(path, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
+                                   startedAt.value(path).elapsed()});
+    }
     finish(u"Canceled"_s);
 }
 
@@ -59,7 +61,7 @@ void BatchRecorder::onFileStarted(int, int, const QString &filePath)
 {
     if (!recording)
         return;
-    running = filePath;
+    running.insert(filePath);
     startedAt[filePath].start();
     journal.fileStarted(filePath);
 }
@@ -82,7 +84,7 @@ void BatchRecorder::onFileFinished(int, int exitCode, const QString &filePath)
         outcome.message = exitCodeMessage(exitCode);
     }
     outcomes.insert(filePath, outcome);
-    running.clear();
+    running.remove(filePath);
 }
 
 QList<BatchReportRow> BatchRecorder::rows() const
