@@ -3,6 +3,7 @@
 #include "app/settingsdialog.h"
 #include "app/theme.h"
 #include "common/dialogs.h"
+#include "common/formatting.h"
 #include "common/pathselection.h"
 #include "common/settingskeys.h"
 #include "common/sharppixmap.h"
@@ -287,7 +288,15 @@ QLayout *MainWindow::buildRunBar()
     progressBar->setRange(0, 100);
     progressBar->setValue(0);
     progressBar->setAlignment(Qt::AlignCenter);
-    bar->addWidget(progressBar);
+    // The time left sits beside the bar, shown once the first files have measured the pace.
+    auto *barRow = new QHBoxLayout;
+    barRow->addWidget(progressBar, 1);
+    timeLeftLabel = new QLabel(central);
+    timeLeftLabel->setObjectName(u"timeLeftLabel"_s);
+    setStyleRole(timeLeftLabel, "textRole", u"secondary"_s);
+    timeLeftLabel->hide();
+    barRow->addWidget(timeLeftLabel);
+    bar->addLayout(barRow);
 
     progressTextLabel = new QLabel(central);
     progressTextLabel->setObjectName(u"progressTextLabel"_s);
@@ -430,6 +439,12 @@ void MainWindow::connectSignals()
                     stopRun();
             });
     connect(batchPanel, &BatchPanel::skipCurrentRequested, controller, &ConversionController::skipCurrent);
+    connect(batchPanel, &BatchPanel::skipFilesRequested, this, [this](const QStringList &paths) {
+        for (const QString &path : paths)
+            controller->skipFile(path);
+    });
+    connect(batchPanel, &BatchPanel::fileExcludedDuringConversion, this,
+            [this](const QString &path) { timeLeft.fileRemoved(path); });
     connect(batchPanel, &BatchPanel::jumpToLogError, this, [this](const QString &fileName) {
         tabWidget->setCurrentIndex(logTabIndex);
         progressPanel->searchFor(fileName);
@@ -769,14 +784,25 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
         batchPanel->onFileFinished(0, ExitMarker::Skipped, path);
         progressPanel->appendLog(tr("[SKIPPED] %1: results are up to date.").arg(QFileInfo(path).fileName()));
     }
+    const int parallel =
+        std::clamp(settings->value(SettingsKeys::parallelFiles(), SettingsKeys::defaultParallelFiles).toInt(),
+                   1, SettingsKeys::maxParallelFiles);
+    controller->setMaxParallel(parallel);
+    runningFiles.clear();
+    QList<QPair<QString, qint64>> sizes;
+    for (const QString &path : std::as_const(toRun))
+        sizes.append({path, QFileInfo(path).size()});
+    timeLeft.begin(sizes, parallel, runTimer.elapsed());
     controller->start(toRun, options, outputDir);
 }
 
 void MainWindow::setRunningState(bool runningNow)
 {
     running = runningNow;
-    if (!running)
+    if (!running) {
         refreshTimer->stop();
+        timeLeftLabel->hide();
+    }
 
     if (running) {
         startButton->setIcon(icon(u"square-white"_s));
@@ -824,10 +850,25 @@ void MainWindow::refreshProgressTexts()
     if (!running) {
         setWindowTitle(converter.displayName);
         progressTextLabel->clear();
+        timeLeftLabel->hide();
         return;
     }
     const QString elapsed =
         RunFlow::elapsedText(runTimer.isValid(), runTimer.isValid() ? runTimer.elapsed() : 0);
+    const TimeLeft left = timeLeft.estimate(runTimer.elapsed());
+    if (left.known)
+        timeLeftLabel->setText(formatTimeLeft(left.lowMs, left.highMs));
+    timeLeftLabel->setVisible(left.known);
+    if (runningFiles.size() > 1) {
+        const int first = runningFiles.firstKey();
+        const int last = runningFiles.lastKey();
+        setWindowTitle(RunFlow::parallelWindowTitle(converter.displayName, progressBar->value(), first, last,
+                                                    totalFileCount));
+        progressTextLabel->setText(RunFlow::parallelProgressText(
+            first, last, totalFileCount, static_cast<int>(runningFiles.size()), currentStage, elapsed));
+        statusBar()->showMessage(RunFlow::parallelStatusText(first, last, totalFileCount, elapsed));
+        return;
+    }
     setWindowTitle(
         RunFlow::windowTitle(converter.displayName, progressBar->value(), currentFileNumber, totalFileCount));
     if (totalFileCount >= 1 && !currentFileName.isEmpty())
@@ -842,15 +883,24 @@ void MainWindow::onFileStarted(int number, int total, const QString &filePath)
     currentFileNumber = number;
     totalFileCount = total;
     currentFileName = QFileInfo(filePath).fileName();
+    runningFiles.insert(number, currentFileName);
+    timeLeft.fileStarted(filePath, QFileInfo(filePath).size(), runTimer.elapsed());
     refreshProgressTexts();
     // The file's own log is written from its start on, so "Open Log" can follow it live.
     if (const QString log = controller->logFileOf(filePath); !log.isEmpty())
         batchPanel->setLogFile(filePath, log);
 }
 
-void MainWindow::onFileFinished(int, int exitCode, const QString &filePath)
+void MainWindow::onFileFinished(int number, int exitCode, const QString &filePath)
 {
     currentStage.clear();
+    runningFiles.remove(number);
+    // Back to one running file: the texts name it again.
+    if (runningFiles.size() == 1) {
+        currentFileNumber = runningFiles.firstKey();
+        currentFileName = runningFiles.first();
+    }
+    timeLeft.fileFinished(filePath, exitCode != 0, runTimer.elapsed());
     const QString name = QFileInfo(filePath).fileName();
     // The converter's last lines are still buffered; they belong above our verdict.
     if (exitCode > 0 || exitCode == ExitMarker::Skipped)

@@ -2,11 +2,13 @@
 
 #include "app/runflow.h"
 #include "conversion/converterinfo.h"
+#include "conversion/timeleftestimator.h"
 #include "progress/filestatus.h"
 
 #include <QElapsedTimer>
 #include <QFileInfoList>
 #include <QMainWindow>
+#include <QMap>
 #include <QMessageBox>
 #include <QString>
 #include <QStringList>
@@ -167,6 +169,10 @@ private:
     int totalFileCount = 0;
     QString currentFileName;
     QString currentStage;
+    // The files converting now, by number; more than one when files run at once.
+    QMap<int, QString> runningFiles;
+    TimeLeftEstimator timeLeft;
+    QLabel *timeLeftLabel = nullptr;
 
     static constexpr int settingsTabIndex = 0;
     QString fontFamily;

@@ -105,8 +105,16 @@ QWidget *SettingsDialog::buildGeneralTab()
     confirmBeforeStartCheck->setObjectName(u"confirmBeforeStartCheck"_s);
     confirmBeforeStartCheck->setIcon(QIcon(u":/res/style/icons/mouse-pointer-click.png"_s));
     confirmBeforeStartCheck->setToolTip(tr("Show a confirmation dialog before processing files"));
+    parallelFilesSpin = new QSpinBox(behavior);
+    parallelFilesSpin->setObjectName(u"parallelFilesSpin"_s);
+    parallelFilesSpin->setRange(1, SettingsKeys::maxParallelFiles);
+    parallelFilesSpin->setToolTip(
+        tr("Each file runs its own converter; more at once suits a machine with many cores and memory"));
     auto *behaviorLayout = new QVBoxLayout(behavior);
     behaviorLayout->addWidget(confirmBeforeStartCheck);
+    QHBoxLayout *parallelRow = labelledRow(tr("Convert up to"), parallelFilesSpin);
+    parallelRow->insertWidget(2, new QLabel(tr("files at once")));
+    behaviorLayout->addLayout(parallelRow);
 
     auto *batches = new QGroupBox(tr("Batches"), page);
     skipUpToDateCheck = new QCheckBox(tr("Skip files whose results are already up to date"), batches);
@@ -208,6 +216,8 @@ void SettingsDialog::load()
         stallActionCombo->setCurrentIndex(index);
     logViewLinesSpin->setValue(
         settings->value(SettingsKeys::logViewLines(), SettingsKeys::defaultLogViewLines).toInt());
+    parallelFilesSpin->setValue(
+        settings->value(SettingsKeys::parallelFiles(), SettingsKeys::defaultParallelFiles).toInt());
 }
 
 void SettingsDialog::save()
@@ -226,6 +236,7 @@ void SettingsDialog::save()
     settings->setValue(SettingsKeys::stallMinutes(), stallMinutesSpin->value());
     settings->setValue(SettingsKeys::stallAction(), stallActionCombo->currentData().toString());
     settings->setValue(SettingsKeys::logViewLines(), logViewLinesSpin->value());
+    settings->setValue(SettingsKeys::parallelFiles(), parallelFilesSpin->value());
 
     // The theme goes first: the tab pulse that settingsChanged re-evaluates picks its grey by theme.
     if (previousTheme != newTheme)

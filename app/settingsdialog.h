@@ -39,4 +39,5 @@ private:
     QSpinBox *stallMinutesSpin = nullptr;
     QComboBox *stallActionCombo = nullptr;
     QSpinBox *logViewLinesSpin = nullptr;
+    QSpinBox *parallelFilesSpin = nullptr;
 };
