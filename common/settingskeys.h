@@ -54,6 +54,11 @@ inline QString logViewLines()
 {
     return QStringLiteral("global/logViewLines");
 }
+// The program that starts Windows converters on other systems; empty: Wine is looked for.
+inline QString wineLauncher()
+{
+    return QStringLiteral("global/wineLauncher");
+}
 inline QString defaultInputDir()
 {
     return QStringLiteral("default_input_dir");

@@ -2,6 +2,7 @@
 
 #include "conversion/converteroutput.h"
 #include "conversion/processgroup.h"
+#include "conversion/winelauncher.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -203,7 +204,12 @@ void ConversionController::startNextFile()
     connect(process, &QProcess::readyReadStandardOutput, this, &ConversionController::onProcessOutput);
     connect(process, &QProcess::finished, this, &ConversionController::onProcessFinished);
     connect(process, &QProcess::errorOccurred, this, &ConversionController::onProcessError);
-    process->start(program, arguments, QIODevice::ReadWrite);
+    const WineLauncher::Command command =
+        WineLauncher::command(program, arguments, wineLauncher, QProcessEnvironment::systemEnvironment());
+    if (!command.notice.isEmpty())
+        appendLogLine(command.notice);
+    process->setProcessEnvironment(command.environment);
+    process->start(command.program, command.arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
     process->closeWriteChannel();
 }

@@ -29,6 +29,8 @@ public:
     ~ConversionController() override;
 
     void setConverter(const ConverterInfo &info);
+    // The launcher that starts Windows converters (see WineLauncher); empty: none.
+    void setWineLauncher(const QString &launcher) { wineLauncher = launcher; }
 
     void start(const QStringList &files, const ConversionOptions &options, const QString &outputDir);
     void stop();
@@ -96,6 +98,7 @@ private:
     bool isCurrent(quint64 serial) const;
 
     ConverterInfo converter;
+    QString wineLauncher;
     QProcess *process = nullptr;
     // The current process's group, its child.
     ProcessGroup *processGroup = nullptr;
