@@ -14,6 +14,7 @@
 #include "conversion/conversionoptions.h"
 #include "conversion/converteroutput.h"
 #include "conversion/preflight.h"
+#include "conversion/winelauncher.h"
 #include "input/inputpanel.h"
 #include "input/inputscanner.h"
 #include "input/recentfiles.h"
@@ -661,6 +662,7 @@ bool MainWindow::checkBeforeRun(const QFileInfoList &files, QStringList &upToDat
     PreflightInput input;
     input.converter = converter;
     input.converterPath = ConversionController::resolveExecutable(converter);
+    input.wineLauncher = wineLauncher();
     input.options = gatherOptions();
     input.files = absolutePaths(files);
     input.outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
@@ -711,6 +713,11 @@ void MainWindow::onRetryFailed()
         return;
     }
     runFiles(files);
+}
+
+QString MainWindow::wineLauncher() const
+{
+    return WineLauncher::find(settings->value(SettingsKeys::wineLauncher()).toString());
 }
 
 ConversionOptions MainWindow::gatherOptions() const
@@ -765,6 +772,7 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
                               stallAction == u"skip"   ? ConversionController::StallAction::Skip
                               : stallAction == u"stop" ? ConversionController::StallAction::Stop
                                                        : ConversionController::StallAction::Warn);
+    controller->setWineLauncher(wineLauncher());
     const QStringList paths = absolutePaths(files);
     // The view keeps the newest lines; the whole run's log goes to the batch folder, which
     // "Save Log" then copies.

@@ -114,6 +114,8 @@ private:
     // Checks and prepares the output folder; false (after telling the user) when it cannot be used.
     bool prepareOutputFolder();
     ConversionOptions gatherOptions() const;
+    // The launcher for Windows converters: the one chosen in Preferences, else Wine if found.
+    QString wineLauncher() const;
     // The checks before a run; false when the user went back or the run cannot start. Files
     // that are gone are disabled, and `upToDate` receives the ones not to convert again.
     bool checkBeforeRun(const QFileInfoList &files, QStringList &upToDate);

@@ -8,6 +8,7 @@
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
 #include <QSpinBox>
@@ -142,10 +143,25 @@ QWidget *SettingsDialog::buildGeneralTab()
     batchesLayout->addLayout(labelledRow(tr("Then:"), stallActionCombo));
     batchesLayout->addLayout(labelledRow(tr("Lines kept in the log view:"), logViewLinesSpin));
 
+    // Only where converters can be Windows programs on another system.
+    auto *windows = new QGroupBox(tr("Windows converters"), page);
+    wineLauncherEdit = new QLineEdit(windows);
+    wineLauncherEdit->setObjectName(u"wineLauncherEdit"_s);
+    wineLauncherEdit->setPlaceholderText(tr("Wine, found automatically"));
+    wineLauncherEdit->setToolTip(tr("The program that starts the vendor's Windows converters, for example "
+                                    "/usr/bin/wine; leave empty to look for wine, then wine64"));
+    wineLauncherEdit->setMinimumWidth(220);
+    auto *windowsLayout = new QVBoxLayout(windows);
+    windowsLayout->addLayout(labelledRow(tr("Windows converters run with:"), wineLauncherEdit));
+#ifdef Q_OS_WIN
+    windows->hide();
+#endif
+
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(updates);
     layout->addWidget(behavior);
     layout->addWidget(batches);
+    layout->addWidget(windows);
     layout->addStretch(1);
     return page;
 }
@@ -218,6 +234,7 @@ void SettingsDialog::load()
         settings->value(SettingsKeys::logViewLines(), SettingsKeys::defaultLogViewLines).toInt());
     parallelFilesSpin->setValue(
         settings->value(SettingsKeys::parallelFiles(), SettingsKeys::defaultParallelFiles).toInt());
+    wineLauncherEdit->setText(settings->value(SettingsKeys::wineLauncher()).toString());
 }
 
 void SettingsDialog::save()
@@ -237,6 +254,7 @@ void SettingsDialog::save()
     settings->setValue(SettingsKeys::stallAction(), stallActionCombo->currentData().toString());
     settings->setValue(SettingsKeys::logViewLines(), logViewLinesSpin->value());
     settings->setValue(SettingsKeys::parallelFiles(), parallelFilesSpin->value());
+    settings->setValue(SettingsKeys::wineLauncher(), wineLauncherEdit->text().trimmed());
 
     // The theme goes first: the tab pulse that settingsChanged re-evaluates picks its grey by theme.
     if (previousTheme != newTheme)

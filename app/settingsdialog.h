@@ -4,6 +4,7 @@
 
 class QCheckBox;
 class QComboBox;
+class QLineEdit;
 class QSettings;
 class QSpinBox;
 
@@ -40,4 +41,5 @@ private:
     QComboBox *stallActionCombo = nullptr;
     QSpinBox *logViewLinesSpin = nullptr;
     QSpinBox *parallelFilesSpin = nullptr;
+    QLineEdit *wineLauncherEdit = nullptr;
 };

@@ -59,6 +59,11 @@ inline QString parallelFiles()
 {
     return QStringLiteral("global/parallelFiles");
 }
+// The program that starts Windows converters on other systems; empty: Wine is looked for.
+inline QString wineLauncher()
+{
+    return QStringLiteral("global/wineLauncher");
+}
 inline QString defaultInputDir()
 {
     return QStringLiteral("default_input_dir");

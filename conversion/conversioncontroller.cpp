@@ -2,6 +2,7 @@
 
 #include "conversion/converteroutput.h"
 #include "conversion/processgroup.h"
+#include "conversion/winelauncher.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -286,7 +287,12 @@ void ConversionController::startFile(ConversionOptions entry)
         if (const RunPtr r = weak.lock())
             processError(r, error);
     });
-    process->start(program, arguments, QIODevice::ReadWrite);
+    const WineLauncher::Command command =
+        WineLauncher::command(program, arguments, wineLauncher, QProcessEnvironment::systemEnvironment());
+    if (!command.notice.isEmpty())
+        appendLogLine(*run, command.notice);
+    process->setProcessEnvironment(command.environment);
+    process->start(command.program, command.arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
     if (run->process)
         run->process->closeWriteChannel();
