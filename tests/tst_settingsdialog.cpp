@@ -52,6 +52,7 @@ void tst_SettingsDialog::okSavesEachControl_data()
     QTest::addRow("stall action") << u"stallActionCombo"_s << u"stallAction"_s << QVariant(u"skip"_s)
                                   << false;
     QTest::addRow("log lines") << u"logViewLinesSpin"_s << u"logViewLines"_s << QVariant(50000) << false;
+    QTest::addRow("files at once") << u"parallelFilesSpin"_s << u"parallelFiles"_s << QVariant(3) << false;
     QTest::addRow("wine launcher") << u"wineLauncherEdit"_s << u"wineLauncher"_s
                                    << QVariant(u"/opt/wine-staging/bin/wine"_s) << false;
 }
