@@ -61,6 +61,8 @@ struct ConversionController::Run
     // Cleared when the file ends, is skipped or the run stops: work for it is then dropped.
     bool active = true;
     bool stallReported = false;
+    // Started through Wine in a prefix it makes now: its setup lines go to the file's log only.
+    bool wineSetup = false;
     QElapsedTimer lastActivity;
     qint64 percent = 0;
     int exitCode = 0;
@@ -289,8 +291,10 @@ void ConversionController::startFile(ConversionOptions entry)
     });
     const WineLauncher::Command command =
         WineLauncher::command(program, arguments, wineLauncher, QProcessEnvironment::systemEnvironment());
-    if (!command.notice.isEmpty())
+    if (!command.notice.isEmpty()) {
         appendLogLine(*run, command.notice);
+        run->wineSetup = true;
+    }
     process->setProcessEnvironment(command.environment);
     process->start(command.program, command.arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
@@ -489,6 +493,10 @@ void ConversionController::handleLine(Run &run, QByteArrayView bytes)
     const QStringView line(logBuffer.constData() + textStart, length);
     if (run.log.isOpen())
         run.log.write(withoutEscapes(line).toUtf8() + '\n');
+    if (run.wineSetup && WineLauncher::isSetupChatter(line)) {
+        logBuffer.resize(start);
+        return;
+    }
 
     // Matched after it is in the log, so a receiver that skips or stops still finds the
     // line in the flushed log.

@@ -91,3 +91,13 @@ WineLauncher::Command WineLauncher::command(const QString &program, const QStrin
         command.notice = tr("Preparing Wine (first run only)\u2026");
     return command;
 }
+
+bool WineLauncher::isSetupChatter(QStringView line)
+{
+    if (!line.startsWith(u"wine: "))
+        return false;
+    const QStringView message = line.mid(6);
+    return message.startsWith(u"created the configuration directory") ||
+           (message.startsWith(u"configuration in ") && message.endsWith(u"has been updated.")) ||
+           (message.startsWith(u"failed to open") && message.contains(u"syswow64", Qt::CaseInsensitive));
+}

@@ -44,6 +44,10 @@ public:
     // input) and the value of --output-dae=, --output-xlsx=, --output= and --categories=.
     static QStringList toWindowsArguments(const QStringList &arguments);
 
+    // What a fresh prefix's first start prints whatever WINEDEBUG says: the folder made, a
+    // 32-bit helper a 64-bit-only Wine lacks, the configuration updated. Nothing a user acts on.
+    static bool isSetupChatter(QStringView line);
+
     // The Wine prefix the launcher will use: $WINEPREFIX, else ~/.wine.
     static QString prefixFolder(const QProcessEnvironment &environment);
 

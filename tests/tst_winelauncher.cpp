@@ -40,9 +40,33 @@ private Q_SLOTS:
     void findLauncher();
     void command_data();
     void command();
+    void setupChatter_data();
+    void setupChatter();
     void preflight_data();
     void preflight();
 };
+
+void tst_WineLauncher::setupChatter_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<bool>("chatter");
+    QTest::addRow("prefix made") << u"wine: created the configuration directory '/root/.wine'"_s << true;
+    QTest::addRow("32-bit helper")
+        << u"wine: failed to open L\"C:\\windows\\syswow64\\rundll32.exe\": c0000135"_s << true;
+    QTest::addRow("updated") << u"wine: configuration in L\"\\??\\Z:\\root\\.wine\" has been updated."_s
+                             << true;
+    // A converter's crash under Wine is news, also on the first run.
+    QTest::addRow("crash") << u"wine: Unhandled page fault on read access to 0000000000000000"_s << false;
+    QTest::addRow("other program missing") << u"wine: failed to open L\"C:\\tools\\x.exe\""_s << false;
+    QTest::addRow("converter line") << u"Progress: 10%"_s << false;
+}
+
+void tst_WineLauncher::setupChatter()
+{
+    QFETCH(QString, line);
+    QFETCH(bool, chatter);
+    QCOMPARE(WineLauncher::isSetupChatter(line), chatter);
+}
 
 void tst_WineLauncher::windowsArgument_data()
 {
