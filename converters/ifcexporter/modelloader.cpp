@@ -11,6 +11,7 @@
 #include <ifcpp/model/BuildingException.h>
 #include <ifcpp/model/BuildingModel.h>
 #include <ifcpp/reader/ReaderSTEP.h>
+#include <new>
 #include <sys/stat.h>
 
 namespace {
@@ -28,6 +29,7 @@ struct ReaderListener
     double from = 0;
     double to = 0;
     double furthest = 0;
+    bool outOfMemory = false;
 
     static void receive(void *self, shared_ptr<StatusCallback::Message> message)
     {
@@ -44,10 +46,15 @@ struct ReaderListener
             break;
         case StatusCallback::MESSAGE_TYPE_MINOR_WARNING:
         case StatusCallback::MESSAGE_TYPE_WARNING:
-        case StatusCallback::MESSAGE_TYPE_ERROR:
-            listener->protocol->repeatedWarning("messages from the IFC reader",
-                                                "IFC reader: " + StepText::toUtf8(message->m_message_text));
+        case StatusCallback::MESSAGE_TYPE_ERROR: {
+            const std::string text = StepText::toUtf8(message->m_message_text);
+            // The reader catches std::bad_alloc itself and goes on with what it has; the model
+            // is then incomplete, which must not pass for a file without a project.
+            if (text.find("bad_alloc") != std::string::npos)
+                listener->outOfMemory = true;
+            listener->protocol->repeatedWarning("messages from the IFC reader", "IFC reader: " + text);
             break;
+        }
         default: break;
         }
     }
@@ -159,6 +166,8 @@ ModelLoader::Result ModelLoader::load(const std::string &path, Protocol &protoco
         return result;
     }
     model->unsetMessageCallBack();
+    if (listener.outOfMemory)
+        throw std::bad_alloc();
     content.clear();
     content.shrink_to_fit();
     protocol.progress(toPercent);
