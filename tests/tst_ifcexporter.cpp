@@ -38,6 +38,10 @@ private Q_SLOTS:
     void stopLeavesNoResult_data();
     void stopLeavesNoResult();
     void repeatedWarningsAreCounted();
+    void recordFormats_data();
+    void recordFormats();
+    void recordVersions_data();
+    void recordVersions();
 
 private:
     struct Run
@@ -468,6 +472,73 @@ void tst_IfcExporter::repeatedWarningsAreCounted()
     QCOMPARE(stages, (QStringList{u"Loading model"_s, u"Reading elements"_s, u"Exporting properties"_s,
                                   u"Writing files"_s}));
     QCOMPARE(percent, 100);
+}
+
+void tst_IfcExporter::recordFormats_data()
+{
+    // The "ifc" record's Export file formats box, checked against what the exporter writes: a box
+    // the user can untick is ticked or not, every other box stays as the record sets it.
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<bool>("untickFree");
+    for (const QString &key : makeIfcConverterInfo(true).formats.keys()) {
+        QTest::addRow("%s, free boxes ticked", qPrintable(key)) << key << false;
+        QTest::addRow("%s, free boxes unticked", qPrintable(key)) << key << true;
+    }
+}
+
+void tst_IfcExporter::recordFormats()
+{
+    QFETCH(QString, key);
+    QFETCH(bool, untickFree);
+    const ConverterInfo info = makeIfcConverterInfo(true);
+    const auto ticked = [&](const QString &format) {
+        const ExportFormat f = info.formats.value(format);
+        return f.locked ? f.checked : !untickFree;
+    };
+    QTemporaryDir dir;
+    ConversionOptions options;
+    options.inputPath = dataFile(u"walls-ifc4"_s);
+    options.forcePath = true;
+    options.skipXlsx = !ticked(u"XLSX"_s);
+    options.skipDae = !ticked(u"COLLADA"_s);
+    QCOMPARE(run(buildConverterArguments(info, options, dir.path())).exitCode, 0);
+
+    const QMap<QString, QString> extension = {
+        {u"XLSX"_s, u"xlsx"_s}, {u"COLLADA"_s, u"dae"_s}, {u"CSV"_s, u"csv"_s}, {u"XLM"_s, u"xlm"_s}};
+    QVERIFY2(extension.contains(key), qPrintable(key));
+    QCOMPARE(QFile::exists(dir.filePath(u"walls-ifc4_ifc."_s + extension.value(key))), ticked(key));
+}
+
+void tst_IfcExporter::recordVersions_data()
+{
+    // Every version the "ifc" record shows, written into a file's FILE_SCHEMA: the supported
+    // ones export, the others are refused as a version the converter does not support.
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<bool>("supported");
+    for (const auto &column : makeIfcConverterInfo(true).fileVersions) {
+        for (const FileVersion &version : column)
+            QTest::addRow("%s", qPrintable(version.label)) << version.label << version.supported;
+    }
+}
+
+void tst_IfcExporter::recordVersions()
+{
+    QFETCH(QString, label);
+    QFETCH(bool, supported);
+    const QString schema = label.toUpper();
+    const bool older = schema == u"IFC2X3";
+    QFile base(dataFile(older ? u"walls-ifc2x3"_s : u"walls-ifc4"_s));
+    QVERIFY(base.open(QIODevice::ReadOnly));
+    QByteArray text = base.readAll();
+    const QByteArray written = older ? "FILE_SCHEMA(('IFC2X3'))" : "FILE_SCHEMA(('IFC4'))";
+    QVERIFY(text.contains(written));
+    text.replace(written, "FILE_SCHEMA(('" + schema.toLatin1() + "'))");
+    QTemporaryDir dir;
+    QFile copy(dir.filePath(u"v.ifc"_s));
+    QVERIFY(copy.open(QIODevice::WriteOnly));
+    copy.write(text);
+    copy.close();
+    QCOMPARE(run({copy.fileName(), u"--skip-dae"_s, u"--force-path"_s}).exitCode, supported ? 0 : 2);
 }
 
 QTEST_GUILESS_MAIN(tst_IfcExporter)

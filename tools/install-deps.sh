@@ -9,12 +9,14 @@ packages=(
     libcurl4-openssl-dev ca-certificates openssl
     fonts-lato fonts-dejavu-core
     aha
+    libifcplusplus-dev libboost-dev libxlsxwriter-dev
 )
 # The test suite also compiles the Windows-only files with MinGW, compares the log
-# benchmark with aha and asks a stand-in desktop portal on a private dbus-daemon; the
-# program alone needs none of them.
+# benchmark with aha, asks a stand-in desktop portal on a private dbus-daemon, and checks the
+# IFC exporter on Debian's sample house, reading its results back with openpyxl and assimp;
+# the program alone needs none of them.
 if [ "${1:-}" = "--tests" ]; then
-    packages+=(g++-mingw-w64-x86-64 dbus-daemon)
+    packages+=(g++-mingw-w64-x86-64 dbus-daemon assimp-testmodels assimp-utils python3-openpyxl)
 fi
 
 missing=()
