@@ -48,8 +48,11 @@ void CsvExport::writeLine(const std::string &line)
 void CsvExport::writeHeader(const std::vector<std::string> &columns)
 {
     std::string line;
-    for (std::size_t c = 0; c < columns.size(); ++c)
-        line += (c ? "," : "") + field(columns[c]);
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+        if (c)
+            line += ',';
+        line += field(columns[c]);
+    }
     writeLine(line + "\r\n");
 }
 

@@ -39,6 +39,8 @@
 #include <ifcpp/model/BuildingModel.h>
 #include <set>
 #include <sstream>
+#include <typeindex>
+#include <unordered_map>
 
 namespace {
 
@@ -127,8 +129,11 @@ std::shared_ptr<IfcTypeObject> typeOf(const IfcObject &object)
 std::string joined(const std::vector<std::string> &parts)
 {
     std::string text;
-    for (const std::string &part : parts)
-        text += (text.empty() ? "" : "; ") + part;
+    for (const std::string &part : parts) {
+        if (!text.empty())
+            text += "; ";
+        text += part;
+    }
     return text;
 }
 
@@ -151,19 +156,24 @@ void visitProperty(const std::string &set, const IfcProperty &property,
 {
     const std::string column = set + "." + textOf(property.m_Name);
     if (const auto *single = dynamic_cast<const IfcPropertySingleValue *>(&property)) {
-        visit(column, ElementReader::valueOf(single->m_NominalValue.get()));
+        visit(column, [single] { return ElementReader::valueOf(single->m_NominalValue.get()); });
     } else if (const auto *enumerated = dynamic_cast<const IfcPropertyEnumeratedValue *>(&property)) {
-        std::vector<std::string> parts;
-        for (const auto &value : enumerated->m_EnumerationValues)
-            parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
-        visit(column, parts.size() == 1
-                          ? ElementReader::valueOf(enumerated->m_EnumerationValues.front().get())
-                          : CellValue(joined(parts)));
+        visit(column, [enumerated] {
+            const auto &values = enumerated->m_EnumerationValues;
+            if (values.size() == 1)
+                return ElementReader::valueOf(values.front().get());
+            std::vector<std::string> parts;
+            for (const auto &value : values)
+                parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
+            return CellValue(joined(parts));
+        });
     } else if (const auto *list = dynamic_cast<const IfcPropertyListValue *>(&property)) {
-        std::vector<std::string> parts;
-        for (const auto &value : list->m_ListValues)
-            parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
-        visit(column, CellValue(joined(parts)));
+        visit(column, [list] {
+            std::vector<std::string> parts;
+            for (const auto &value : list->m_ListValues)
+                parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
+            return CellValue(joined(parts));
+        });
     } else if (const auto *complex = dynamic_cast<const IfcComplexProperty *>(&property)) {
         for (const auto &part : complex->m_HasProperties) {
             if (part)
@@ -189,11 +199,12 @@ void visitPropertySet(const std::shared_ptr<IfcPropertySetDefinition> &definitio
             // Volume, Count, Weight, Time), after Name, Description and Unit.
             if (!std::dynamic_pointer_cast<IfcPhysicalSimpleQuantity>(quantity))
                 continue;
-            std::vector<std::pair<std::string, std::shared_ptr<BuildingObject>>> attributes;
-            quantity->getAttributes(attributes);
-            if (attributes.size() > 3)
-                visit(set + "." + textOf(quantity->m_Name),
-                      ElementReader::valueOf(attributes[3].second.get()));
+            visit(set + "." + textOf(quantity->m_Name), [&quantity] {
+                std::vector<std::pair<std::string, std::shared_ptr<BuildingObject>>> attributes;
+                quantity->getAttributes(attributes);
+                return attributes.size() > 3 ? ElementReader::valueOf(attributes[3].second.get())
+                                             : CellValue();
+            });
         }
     }
 }
@@ -210,11 +221,19 @@ const std::vector<std::string> &ElementReader::fixedColumns()
 
 std::vector<std::shared_ptr<IfcProduct>> ElementReader::elementsOf(const BuildingModel &model)
 {
+    // A model has a few dozen classes and hundreds of thousands of entities: the casts through
+    // IFC++'s virtual bases are decided once per class.
+    std::unordered_map<std::type_index, bool> exported;
     std::vector<std::shared_ptr<IfcProduct>> elements;
     for (const auto &[id, entity] : model.getMapIfcEntities()) {
-        if (std::dynamic_pointer_cast<IfcFeatureElementSubtraction>(entity))
+        if (!entity)
             continue;
-        if (std::dynamic_pointer_cast<IfcElement>(entity) || std::dynamic_pointer_cast<IfcSpace>(entity))
+        const auto [it, added] = exported.try_emplace(std::type_index(typeid(*entity)), false);
+        if (added)
+            it->second = !std::dynamic_pointer_cast<IfcFeatureElementSubtraction>(entity) &&
+                         (std::dynamic_pointer_cast<IfcElement>(entity) ||
+                          std::dynamic_pointer_cast<IfcSpace>(entity));
+        if (it->second)
             elements.push_back(std::dynamic_pointer_cast<IfcProduct>(entity));
     }
     return elements;
@@ -224,7 +243,10 @@ CellValue ElementReader::valueOf(const BuildingObject *value)
 {
     if (!value)
         return {};
-    std::stringstream step;
+    // One stream for every value: building a stringstream costs more than writing a number into it.
+    static std::stringstream step;
+    step.str(std::string());
+    step.clear();
     value->getStepParameter(step, false);
     const std::string written = step.str();
     if (written.empty() || written == "$" || written == "*")

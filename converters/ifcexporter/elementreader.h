@@ -40,9 +40,12 @@ public:
 
     static Row read(const IfcProduct &element);
 
-    // Calls `visit` with "Pset.Property" and the value for every property and quantity of the
-    // element: its type's property sets first, then its own, so its own values win.
-    using PropertyVisitor = std::function<void(const std::string &column, const CellValue &value)>;
+    // Calls `visit` with "Pset.Property" and a function reading the value for every property and
+    // quantity of the element: its type's property sets first, then its own, so its own values
+    // win. Reading a value costs far more than naming it, so a caller that needs only the names
+    // never pays for it.
+    using PropertyValue = std::function<CellValue()>;
+    using PropertyVisitor = std::function<void(const std::string &column, const PropertyValue &value)>;
     static void forEachProperty(const IfcProduct &element, const PropertyVisitor &visit);
 
     // A STEP value (IfcLabel, IfcReal, a measure, IfcBoolean …) as a cell: numbers stay numbers.

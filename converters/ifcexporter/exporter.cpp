@@ -71,9 +71,10 @@ int Exporter::run(const ExportRequest &request)
     std::set<std::string> propertyNames;
     for (std::size_t i = 0; i < elements.size(); ++i) {
         if (elements[i])
-            ElementReader::forEachProperty(*elements[i], [&](const std::string &column, const CellValue &) {
-                propertyNames.insert(column);
-            });
+            ElementReader::forEachProperty(
+                *elements[i], [&](const std::string &column, const ElementReader::PropertyValue &) {
+                    propertyNames.insert(column);
+                });
         protocol.progress(loadEnd + (columnsEnd - loadEnd) * static_cast<double>(i + 1) / elements.size());
     }
     std::vector<std::string> columns = ElementReader::fixedColumns();
@@ -129,11 +130,12 @@ int Exporter::run(const ExportRequest &request)
                                      row.building,   row.typeName, row.materials};
         for (std::size_t c = 0; c < std::size(fixed); ++c)
             cells[c] = fixed[c];
-        ElementReader::forEachProperty(*element, [&](const std::string &column, const CellValue &value) {
-            const auto it = columnOf.find(column);
-            if (it != columnOf.end())
-                cells[it->second] = value;
-        });
+        ElementReader::forEachProperty(
+            *element, [&](const std::string &column, const ElementReader::PropertyValue &value) {
+                const auto it = columnOf.find(column);
+                if (it != columnOf.end())
+                    cells[it->second] = value();
+            });
 
         if (geometry) {
             std::string error;

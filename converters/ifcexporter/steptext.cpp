@@ -1,6 +1,6 @@
 #include "steptext.h"
 
-#include <cwctype>
+#include <algorithm>
 
 namespace {
 
@@ -77,6 +77,11 @@ void StepText::appendUtf8(std::string &out, char32_t c)
 
 std::string StepText::toUtf8(const std::wstring &text)
 {
+    // Most texts of a model are plain ASCII without quotes or backslashes: copied as they are.
+    const bool plain =
+        std::all_of(text.begin(), text.end(), [](wchar_t c) { return c < 0x80 && c != L'\\' && c != L'\''; });
+    if (plain)
+        return std::string(text.begin(), text.end());
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
