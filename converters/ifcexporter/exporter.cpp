@@ -36,7 +36,9 @@ Exporter::Exporter(Protocol &protocol)
 
 int Exporter::run(const ExportRequest &request)
 {
-    protocol.started("Loading model " + request.inputPath);
+    // The front end shows the started line as the file's first stage, so it names only the phase.
+    protocol.started("Loading model");
+    protocol.info("Input: " + request.inputPath);
     protocol.progress(0);
 
     // Every result is claimed before the long load, so a folder that cannot be written fails at once.
