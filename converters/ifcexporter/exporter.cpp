@@ -49,9 +49,11 @@ int Exporter::run(const ExportRequest &request)
         file.emplace(path);
         return file->create();
     };
-    if (!claim(xlsxFile, request.xlsxPath) || !claim(csvFile, request.csvPath)) {
-        protocol.error("Cannot write the table to " + (xlsxFile ? xlsxFile : csvFile)->finalPath());
-        return ExitCode::XlsxNotWritable;
+    for (auto *table : {&xlsxFile, &csvFile}) {
+        if (!claim(*table, table == &xlsxFile ? request.xlsxPath : request.csvPath)) {
+            protocol.error("Cannot write the table to " + (*table)->finalPath());
+            return ExitCode::XlsxNotWritable;
+        }
     }
     if (!claim(daeFile, request.daePath)) {
         protocol.error("Cannot write the geometry to " + daeFile->finalPath());
