@@ -112,14 +112,24 @@ ConverterInfo makeIfcConverterInfo(bool communityEdition)
     info.executable = u"IfcExporter.exe"_s;
     info.extensions = {u"ifc"_s};
     info.fileFilter = u"IFC files (*.ifc)"_s;
+    // What the open exporter does: a bounding box per element from its geometry (--bbox), the
+    // DAE and the XLSX each switched off on request, the CSV always written beside the XLSX
+    // (it has no switch of its own), and no XLM.
     info.supportsDae = true;
     info.supportsBoundingBox = true;
     info.reservedCapability = true;
     info.formats.insert(u"XLSX"_s, format(xlsxText, 0, 0));
     info.formats.insert(u"COLLADA"_s, format(daeText, 0, 1));
-    info.formats.insert(u"CSV"_s, format(csvText, 1, 0));
-    info.formats.insert(u"XLM"_s, format(xlmText, 1, 1));
-    info.fileVersions = versionGrid({u"IFC2x3"_s, u"IFC4X1"_s, u"IFC4X4"_s, u"IFC4X"_s, u"IFC4.3"_s}, 3);
+    info.formats.insert(u"CSV"_s, format(csvText, 1, 0, true));
+    ExportFormat xlm = format(xlmText, 1, 1, true);
+    xlm.checked = false;
+    info.formats.insert(u"XLM"_s, xlm);
+    // IFC++ reads IFC2X3 and IFC4; the exporter refuses the later schemas with exit code 2.
+    info.fileVersions = versionGrid({u"IFC2x3"_s, u"IFC4"_s, u"IFC4X1"_s, u"IFC4X2"_s, u"IFC4X3"_s}, 3);
+    for (auto &column : info.fileVersions) {
+        for (FileVersion &version : column)
+            version.supported = version.label == u"IFC2x3" || version.label == u"IFC4";
+    }
     info.titleImage = u":/res/png/title_ifc.png"_s;
     info.links = commonConverterLinks();
     return info;

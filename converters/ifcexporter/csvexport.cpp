@@ -1,0 +1,83 @@
+#include "csvexport.h"
+
+#include <charconv>
+#include <cstring>
+
+CsvExport::CsvExport(const std::string &path)
+    : file(std::fopen(path.c_str(), "wb"))
+{
+}
+
+CsvExport::~CsvExport()
+{
+    if (file)
+        std::fclose(file);
+}
+
+std::string CsvExport::field(const CellValue &value)
+{
+    if (const auto *number = std::get_if<double>(&value)) {
+        char buffer[32];
+        const auto end = std::to_chars(buffer, buffer + sizeof buffer, *number).ptr;
+        return std::string(buffer, end);
+    }
+    if (const auto *flag = std::get_if<bool>(&value))
+        return *flag ? "TRUE" : "FALSE";
+    const auto *text = std::get_if<std::string>(&value);
+    if (!text)
+        return {};
+    if (text->find_first_of(",\"\r\n") == std::string::npos)
+        return *text;
+    std::string quoted = "\"";
+    for (const char c : *text) {
+        if (c == '"')
+            quoted += '"';
+        quoted += c;
+    }
+    return quoted + '"';
+}
+
+void CsvExport::writeLine(const std::string &line)
+{
+    if (!file || failed)
+        return;
+    if (std::fwrite(line.data(), 1, line.size(), file) != line.size())
+        failed = true;
+}
+
+void CsvExport::writeHeader(const std::vector<std::string> &columns)
+{
+    std::string line;
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+        if (c)
+            line += ',';
+        line += field(columns[c]);
+    }
+    writeLine(line + "\r\n");
+}
+
+void CsvExport::writeRow(const std::vector<CellValue> &cells)
+{
+    std::string line;
+    for (std::size_t c = 0; c < cells.size(); ++c) {
+        if (c)
+            line += ',';
+        line += field(cells[c]);
+    }
+    writeLine(line + "\r\n");
+}
+
+bool CsvExport::close(std::string &error)
+{
+    if (!file)
+        return false;
+    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
+    const int saved = errno;
+    const bool closed = std::fclose(file) == 0;
+    file = nullptr;
+    if (failed || !flushed || !closed) {
+        error = std::strerror(saved != 0 ? saved : EIO);
+        return false;
+    }
+    return true;
+}
