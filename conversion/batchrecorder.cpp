@@ -49,10 +49,21 @@ void BatchRecorder::exclude(const QString &path)
 
 void BatchRecorder::stop()
 {
+    markRunningStopped();
+    finish(u"Canceled"_s);
+}
+
+void BatchRecorder::interrupt()
+{
+    markRunningStopped();
+    finish(u"Canceled"_s, true);
+}
+
+void BatchRecorder::markRunningStopped()
+{
     if (!running.isEmpty() && !outcomes.contains(running))
         outcomes.insert(running, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
                                   startedAt.value(running).elapsed()});
-    finish(u"Canceled"_s);
 }
 
 void BatchRecorder::onFileStarted(int, int, const QString &filePath)
@@ -116,12 +127,13 @@ QList<BatchReportRow> BatchRecorder::rows() const
     return rows;
 }
 
-void BatchRecorder::finish(const QString &unfinishedStatus)
+void BatchRecorder::finish(const QString &unfinishedStatus, bool resumable)
 {
     if (!recording)
         return;
     recording = false;
-    journal.end();
+    if (!resumable)
+        journal.end();
     QList<BatchReportRow> report = rows();
     for (BatchReportRow &row : report) {
         if (row.status == u"Pending")
