@@ -11,10 +11,10 @@ packages=(
     aha
 )
 # The test suite also compiles the Windows-only files with MinGW, compares the log
-# benchmark with aha and asks a stand-in desktop portal on a private dbus-daemon; the
-# program alone needs none of them.
+# benchmark with aha, asks a stand-in desktop portal on a private dbus-daemon and runs a
+# batch split in parts under GNU parallel; the program alone needs none of them.
 if [ "${1:-}" = "--tests" ]; then
-    packages+=(g++-mingw-w64-x86-64 dbus-daemon)
+    packages+=(g++-mingw-w64-x86-64 dbus-daemon parallel)
 fi
 
 missing=()
