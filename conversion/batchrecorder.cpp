@@ -61,16 +61,18 @@ void BatchRecorder::interrupt()
 
 void BatchRecorder::markRunningStopped()
 {
-    if (!running.isEmpty() && !outcomes.contains(running))
-        outcomes.insert(running, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
-                                  startedAt.value(running).elapsed()});
+    for (const QString &path : std::as_const(running)) {
+        if (!outcomes.contains(path))
+            outcomes.insert(path, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
+                                   startedAt.value(path).elapsed()});
+    }
 }
 
 void BatchRecorder::onFileStarted(int, int, const QString &filePath)
 {
     if (!recording)
         return;
-    running = filePath;
+    running.insert(filePath);
     startedAt[filePath].start();
     journal.fileStarted(filePath);
 }
@@ -93,7 +95,7 @@ void BatchRecorder::onFileFinished(int, int exitCode, const QString &filePath)
         outcome.message = exitCodeMessage(exitCode);
     }
     outcomes.insert(filePath, outcome);
-    running.clear();
+    running.remove(filePath);
 }
 
 QList<BatchReportRow> BatchRecorder::rows() const

@@ -65,7 +65,8 @@ private:
     QHash<QString, Outcome> outcomes;
     QHash<QString, QElapsedTimer> startedAt;
     QSet<QString> excluded;
-    QString running;
+    // The files whose converters run now; one, unless several run at once.
+    QSet<QString> running;
     QElapsedTimer wallClock;
     bool recording = false;
 };

@@ -39,12 +39,56 @@ qsizetype utf8CutPosition(const char *data, qsizetype limit)
 
 } // namespace
 
+struct ConversionController::Run
+{
+    QString file;
+    int index = 0;
+    // Empty while only one file runs at a time.
+    QString tag;
+    QProcess *process = nullptr;
+    // The process's group, its child.
+    ProcessGroup *group = nullptr;
+    QFile log;
+    // Bytes of a line whose end has not arrived yet.
+    QByteArray pendingOutput;
+    // The last chunk ended in a carriage return: a line feed opening the next one
+    // belongs to the same line break.
+    bool dropLeadingLineFeed = false;
+    bool readScheduled = false;
+    bool splitting = false;
+    bool skipping = false;
+    // Cleared when the file ends, is skipped or the run stops: work for it is then dropped.
+    bool active = true;
+    bool stallReported = false;
+    QElapsedTimer lastActivity;
+    qint64 percent = 0;
+    int exitCode = 0;
+};
+
 ConversionController::ConversionController(QObject *parent)
     : QObject(parent)
 {
     flushTimer.setInterval(100);
     connect(&flushTimer, &QTimer::timeout, this, &ConversionController::onLogFlush);
     connect(&stallTimer, &QTimer::timeout, this, &ConversionController::checkStall);
+}
+
+ConversionController::~ConversionController()
+{
+    running = false;
+    flushTimer.stop();
+    stallTimer.stop();
+    retireAll();
+}
+
+void ConversionController::setConverter(const ConverterInfo &info)
+{
+    converter = info;
+}
+
+void ConversionController::setMaxParallel(int count)
+{
+    parallelLimit = std::clamp(count, 1, 16);
 }
 
 void ConversionController::setLogFolder(const QString &folder)
@@ -70,61 +114,6 @@ void ConversionController::setStallLimit(qint64 ms, StallAction action)
     stallTimer.setInterval(static_cast<int>(std::clamp<qint64>(stallLimitMs / 4, 10, 1000)));
 }
 
-void ConversionController::openFileLog()
-{
-    fileLog.close();
-    if (logFolder.isEmpty())
-        return;
-    QString &name = logFiles[currentFile];
-    if (name.isEmpty()) {
-        // Named after the input; two inputs of one name in different folders get a number.
-        const QString base = QFileInfo(currentFile).fileName();
-        name = QDir(logFolder).filePath(base + u".log"_s);
-        for (int n = 2; std::any_of(logFiles.cbegin(), logFiles.cend(),
-                                    [&](const QString &other) { return &other != &name && other == name; });
-             ++n)
-            name = QDir(logFolder).filePath(u"%1 (%2).log"_s.arg(base).arg(n));
-    }
-    fileLog.setFileName(name);
-    // A file that runs again (retry, convert next) adds to the log of its first run.
-    if (fileLog.open(QIODevice::WriteOnly | QIODevice::Append) && fileLog.size() > 0)
-        fileLog.write("\n");
-}
-
-void ConversionController::checkStall()
-{
-    if (!running || stallLimitMs <= 0 || stallReported || !process || process->state() != QProcess::Running ||
-        !lastActivity.hasExpired(stallLimitMs))
-        return;
-    stallReported = true;
-    const qint64 minutes = stallLimitMs / 60000;
-    const qint64 seconds = stallLimitMs / 1000;
-    const QString silence = minutes == 1   ? tr("1 minute")
-                            : minutes > 1  ? tr("%1 minutes").arg(minutes)
-                            : seconds == 1 ? tr("1 second")
-                                           : tr("%1 seconds").arg(seconds);
-    appendLogLine(
-        tr("[WARNING] %1 has printed nothing for %2").arg(QFileInfo(currentFile).fileName(), silence));
-    onLogFlush();
-    const QString file = currentFile;
-    Q_EMIT stalled(file, stallAction);
-    if (stallAction == StallAction::Skip && running && file == currentFile)
-        skipCurrent();
-}
-
-ConversionController::~ConversionController()
-{
-    running = false;
-    flushTimer.stop();
-    stallTimer.stop();
-    killProcess();
-}
-
-void ConversionController::setConverter(const ConverterInfo &info)
-{
-    converter = info;
-}
-
 QString ConversionController::resolveExecutable(const ConverterInfo &info)
 {
     const QDir appDir(QCoreApplication::applicationDirPath());
@@ -135,19 +124,101 @@ QString ConversionController::resolveExecutable(const ConverterInfo &info)
     return appDir.filePath(info.executable);
 }
 
+QString ConversionController::logTag(const QString &filePath)
+{
+    // Short enough to leave room for the line, long enough to tell models apart.
+    constexpr qsizetype maxName = 24;
+    QString name = QFileInfo(filePath).fileName();
+    if (name.size() > maxName)
+        name = name.left(maxName - 1) + QChar(0x2026);
+    return u'[' + name + u"] "_s;
+}
+
+QStringList ConversionController::runningFiles() const
+{
+    QStringList files;
+    for (const RunPtr &run : runs)
+        files.append(run->file);
+    return files;
+}
+
+bool ConversionController::isLive(const Run &run) const
+{
+    return running && run.active;
+}
+
+ConversionController::RunPtr ConversionController::runOf(const QObject *process) const
+{
+    for (const RunPtr &run : runs) {
+        if (process && run->process == process)
+            return run;
+    }
+    return {};
+}
+
+void ConversionController::openFileLog(Run &run)
+{
+    if (logFolder.isEmpty())
+        return;
+    QString &name = logFiles[run.file];
+    if (name.isEmpty()) {
+        // Named after the input; two inputs of one name in different folders get a number.
+        const QString base = QFileInfo(run.file).fileName();
+        name = QDir(logFolder).filePath(base + u".log"_s);
+        for (int n = 2; std::any_of(logFiles.cbegin(), logFiles.cend(),
+                                    [&](const QString &other) { return &other != &name && other == name; });
+             ++n)
+            name = QDir(logFolder).filePath(u"%1 (%2).log"_s.arg(base).arg(n));
+    }
+    run.log.setFileName(name);
+    // A file that runs again (retry, convert next) adds to the log of its first run.
+    if (run.log.open(QIODevice::WriteOnly | QIODevice::Append) && run.log.size() > 0)
+        run.log.write("\n");
+}
+
+void ConversionController::checkStall()
+{
+    if (!running || stallLimitMs <= 0)
+        return;
+    // A copy: a skip below changes the list.
+    const std::vector<RunPtr> current = runs;
+    for (const RunPtr &run : current) {
+        if (!isLive(*run) || run->stallReported || !run->process ||
+            run->process->state() != QProcess::Running || !run->lastActivity.hasExpired(stallLimitMs))
+            continue;
+        run->stallReported = true;
+        const qint64 minutes = stallLimitMs / 60000;
+        const qint64 seconds = stallLimitMs / 1000;
+        const QString silence = minutes == 1   ? tr("1 minute")
+                                : minutes > 1  ? tr("%1 minutes").arg(minutes)
+                                : seconds == 1 ? tr("1 second")
+                                               : tr("%1 seconds").arg(seconds);
+        appendLogLine(
+            *run,
+            tr("[WARNING] %1 has printed nothing for %2").arg(QFileInfo(run->file).fileName(), silence));
+        onLogFlush();
+        Q_EMIT stalled(run->file, stallAction);
+        if (stallAction == StallAction::Skip && isLive(*run))
+            skipRun(run);
+    }
+}
+
 void ConversionController::start(const QStringList &files, const ConversionOptions &options,
                                  const QString &outputDir)
 {
-    // A second start while a converter still runs must not leave that process behind.
-    killProcess();
+    // A second start while converters still run must not leave those processes behind.
+    retireAll();
+    ++generation;
 
     queue.clear();
     requestedNext = 0;
     currentIndex = 0;
+    finishedCount = 0;
     totalFiles = static_cast<int>(files.size());
     successCount = 0;
     failCount = 0;
     skipCount = 0;
+    slots = parallelLimit;
     this->outputDir = outputDir;
     runOptions = options;
     running = true;
@@ -163,66 +234,79 @@ void ConversionController::start(const QStringList &files, const ConversionOptio
     flushTimer.start();
     if (stallLimitMs > 0)
         stallTimer.start();
-    startNextFile();
+    fillSlots();
 }
 
-void ConversionController::startNextFile()
+void ConversionController::fillSlots()
 {
-    if (queue.isEmpty()) {
-        running = false;
-        flushTimer.stop();
-        stallTimer.stop();
-        fileLog.close();
-        onLogFlush();
-        releaseBuffers();
-        Q_EMIT allDone(successCount, failCount, skipCount);
-        return;
+    // Receivers of fileStarted may stop the run, start another or change the queue.
+    const quint64 current = generation;
+    while (running && generation == current && std::ssize(runs) < slots) {
+        if (queue.isEmpty()) {
+            if (!runs.empty())
+                return;
+            running = false;
+            ++generation;
+            flushTimer.stop();
+            stallTimer.stop();
+            onLogFlush();
+            releaseBuffers();
+            Q_EMIT allDone(successCount, failCount, skipCount);
+            return;
+        }
+        startFile(queue.takeFirst());
     }
+}
 
-    const ConversionOptions entry = queue.takeFirst();
+void ConversionController::startFile(ConversionOptions entry)
+{
     if (requestedNext > 0)
         --requestedNext;
-    ++currentIndex;
-    ++fileSerial;
-    currentFile = entry.inputPath;
-    pendingOutput.clear();
-    dropLeadingLineFeed = false;
-    lastActivity.start();
-    stallReported = false;
-    openFileLog();
-    const quint64 serial = fileSerial;
-    Q_EMIT fileStarted(currentIndex, totalFiles, currentFile);
+    auto run = std::make_shared<Run>();
+    run->index = ++currentIndex;
+    run->file = entry.inputPath;
+    if (slots > 1)
+        run->tag = logTag(run->file);
+    run->lastActivity.start();
+    openFileLog(*run);
+    runs.push_back(run);
+    Q_EMIT fileStarted(run->index, totalFiles, run->file);
     // A receiver may have stopped the run (or started another) in the meantime.
-    if (!running || serial != fileSerial)
+    if (!isLive(*run))
         return;
 
     const QString program = resolveExecutable(converter);
     const QStringList arguments = buildConverterArguments(converter, entry, outputDir);
 
-    if (process) {
-        processGroup->terminate();
-        disconnect(process, nullptr, this, nullptr);
-        process->deleteLater();
-        process = nullptr;
-    }
-
-    process = new QProcess(this);
-    processGroup = new ProcessGroup(process);
+    run->process = new QProcess(this);
+    run->group = new ProcessGroup(run->process);
+    QProcess *process = run->process;
     process->setProcessChannelMode(QProcess::MergedChannels);
-    connect(process, &QProcess::readyReadStandardOutput, this, &ConversionController::onProcessOutput);
-    connect(process, &QProcess::finished, this, &ConversionController::onProcessFinished);
-    connect(process, &QProcess::errorOccurred, this, &ConversionController::onProcessError);
+    const std::weak_ptr<Run> weak = run;
+    connect(process, &QProcess::readyReadStandardOutput, this, [this, weak] {
+        if (const RunPtr r = weak.lock())
+            processOutput(r);
+    });
+    connect(process, &QProcess::finished, this, [this, weak](int exitCode, QProcess::ExitStatus status) {
+        if (const RunPtr r = weak.lock())
+            processFinished(r, exitCode, status);
+    });
+    connect(process, &QProcess::errorOccurred, this, [this, weak](QProcess::ProcessError error) {
+        if (const RunPtr r = weak.lock())
+            processError(r, error);
+    });
     process->start(program, arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
-    process->closeWriteChannel();
+    if (run->process)
+        run->process->closeWriteChannel();
 }
 
-void ConversionController::onProcessError(QProcess::ProcessError error)
+void ConversionController::processError(const RunPtr &run, QProcess::ProcessError error)
 {
     // Only a failed start needs words of its own; crashes end in finished() like any exit.
-    if (error != QProcess::FailedToStart || !process)
+    if (error != QProcess::FailedToStart || !run->process)
         return;
-    const QString program = process->program();
+    const QString program = run->process->program();
     const QFileInfo info(program);
     QString reason;
     if (!info.exists())
@@ -230,87 +314,90 @@ void ConversionController::onProcessError(QProcess::ProcessError error)
     else if (!info.isExecutable())
         reason = tr("the file is not executable");
     else
-        reason = process->errorString();
+        reason = run->process->errorString();
     appendLogLine(
+        *run,
         tr("[ERROR] Could not start the converter %1: %2.").arg(QDir::toNativeSeparators(program), reason));
 }
 
 void ConversionController::onProcessOutput()
 {
-    // After a stop, what the killed converter left unread is not reported any more.
-    if (!process || !running)
+    if (const RunPtr run = runOf(sender()))
+        processOutput(run);
+}
+
+void ConversionController::processOutput(const RunPtr &run)
+{
+    // After a stop or skip, what the killed converter left unread is not reported any more.
+    if (!run->process || !isLive(*run))
         return;
-    const bool more = readOutput(readChunkBytes);
+    const bool more = readOutput(*run, readChunkBytes);
     // Some event dispatchers let timers wait while input keeps arriving; the log still
     // goes out every 100 ms, so the buffer stays small and the view stays current.
     if (lastFlush.hasExpired(flushTimer.interval()))
         onLogFlush();
     if (more)
-        scheduleOutputRead();
+        scheduleOutputRead(run);
 }
 
-void ConversionController::scheduleOutputRead()
+void ConversionController::scheduleOutputRead(const RunPtr &run)
 {
-    if (readScheduled)
+    if (run->readScheduled)
         return;
-    readScheduled = true;
+    run->readScheduled = true;
     QMetaObject::invokeMethod(
         this,
-        [this] {
-            readScheduled = false;
-            onProcessOutput();
+        [this, weak = std::weak_ptr<Run>(run)] {
+            if (const RunPtr r = weak.lock()) {
+                r->readScheduled = false;
+                processOutput(r);
+            }
         },
         Qt::QueuedConnection);
 }
 
-bool ConversionController::readOutput(qint64 maxBytes)
+bool ConversionController::readOutput(Run &run, qint64 maxBytes)
 {
     // A receiver of a line's signals may end up here again (a skip, a nested event loop);
     // the outer call still owns the buffer and reads on when it returns.
-    if (splitting)
+    if (run.splitting)
         return false;
-    const qint64 available = process->bytesAvailable();
+    const qint64 available = run.process->bytesAvailable();
     if (available <= 0)
         return false;
     const qint64 wanted = std::min(available, maxBytes);
-    const qsizetype kept = pendingOutput.size();
-    pendingOutput.resize(kept + wanted);
-    const qint64 got = process->read(pendingOutput.data() + kept, wanted);
-    lastActivity.start();
-    pendingOutput.resize(kept + std::max<qint64>(got, 0));
-    splitLines();
-    return got > 0 && process && process->bytesAvailable() > 0;
+    const qsizetype kept = run.pendingOutput.size();
+    run.pendingOutput.resize(kept + wanted);
+    const qint64 got = run.process->read(run.pendingOutput.data() + kept, wanted);
+    run.lastActivity.start();
+    run.pendingOutput.resize(kept + std::max<qint64>(got, 0));
+    splitLines(run);
+    return got > 0 && run.process && run.process->bytesAvailable() > 0;
 }
 
-void ConversionController::drainOutput()
+void ConversionController::drainOutput(Run &run)
 {
     // Called by a receiver in the middle of a read: the outer read owns the buffer.
-    if (splitting)
+    if (run.splitting)
         return;
-    const quint64 serial = fileSerial;
-    while (process && isCurrent(serial) && readOutput(readChunkBytes)) {
+    while (run.process && isLive(run) && readOutput(run, readChunkBytes)) {
     }
-    if (isCurrent(serial))
-        flushPartialLine();
+    if (isLive(run))
+        flushPartialLine(run);
 }
 
-bool ConversionController::isCurrent(quint64 serial) const
+void ConversionController::splitLines(Run &run)
 {
-    return running && serial == fileSerial;
-}
-
-void ConversionController::splitLines()
-{
-    const QScopedValueRollback<bool> guard(splitting, true);
-    const quint64 serial = fileSerial;
-    const char *const data = pendingOutput.constData();
-    const char *const end = data + pendingOutput.size();
+    const QScopedValueRollback<bool> guard(run.splitting, true);
+    QByteArray &pending = run.pendingOutput;
+    const char *const data = pending.constData();
+    const char *const end = data + pending.size();
     const char *pos = data;
 
-    if (dropLeadingLineFeed && pos < end) {
+    if (run.dropLeadingLineFeed && pos < end) {
         if (*pos == '\n')
             ++pos;
-        dropLeadingLineFeed = false;
+        run.dropLeadingLineFeed = false;
     }
 
     // Carriage returns are rare, so one search finds the next and is repeated only
@@ -325,9 +412,9 @@ void ConversionController::splitLines()
             lineEnd = nextCr;
         if (!lineEnd)
             break;
-        handleLine(QByteArrayView(pos, lineEnd - pos));
+        handleLine(run, QByteArrayView(pos, lineEnd - pos));
         // A receiver stopped the run or skipped the file: the buffer is no longer ours.
-        if (!isCurrent(serial))
+        if (!isLive(run))
             return;
         pos = lineEnd + 1;
         if (isCr) {
@@ -336,48 +423,52 @@ void ConversionController::splitLines()
                 if (*pos == '\n')
                     ++pos;
             } else {
-                dropLeadingLineFeed = true;
+                run.dropLeadingLineFeed = true;
             }
         }
     }
 
     while (end - pos > maxLineBytes) {
         const qsizetype cut = utf8CutPosition(pos, maxLineBytes);
-        handleLine(QByteArrayView(pos, cut));
-        if (!isCurrent(serial))
+        handleLine(run, QByteArrayView(pos, cut));
+        if (!isLive(run))
             return;
         pos += cut;
     }
 
-    pendingOutput.remove(0, pos - data);
+    pending.remove(0, pos - data);
 }
 
-void ConversionController::flushPartialLine()
+void ConversionController::flushPartialLine(Run &run)
 {
     // A last line without a line break is still a line of the log.
-    const QByteArray rest = std::exchange(pendingOutput, {});
-    dropLeadingLineFeed = false;
+    const QByteArray rest = std::exchange(run.pendingOutput, {});
+    run.dropLeadingLineFeed = false;
     if (!rest.isEmpty())
-        handleLine(rest);
+        handleLine(run, rest);
 }
 
-void ConversionController::appendLogLine(QStringView line)
+void ConversionController::appendLogLine(Run &run, QStringView line)
 {
     if (!logBuffer.isEmpty())
         logBuffer.append(u'\n');
+    logBuffer.append(run.tag);
     logBuffer.append(line);
-    if (fileLog.isOpen())
-        fileLog.write(line.toUtf8() + '\n');
+    if (run.log.isOpen())
+        run.log.write(line.toUtf8() + '\n');
 }
 
-void ConversionController::handleLine(QByteArrayView bytes)
+void ConversionController::handleLine(Run &run, QByteArrayView bytes)
 {
-    // The line is decoded straight to the end of the log buffer and trimmed there: a flood
-    // of lines then costs no allocation per line and no joining at the flush.
+    // The line is decoded straight to the end of the log buffer, behind the file's tag, and
+    // trimmed there: a flood of lines then costs no allocation per line and no joining at
+    // the flush.
     const qsizetype start = logBuffer.size();
     const qsizetype separator = start > 0 ? 1 : 0;
-    logBuffer.resize(start + separator + bytes.size());
-    QChar *const first = logBuffer.data() + start + separator;
+    const qsizetype tagLength = run.tag.size();
+    const qsizetype textStart = start + separator + tagLength;
+    logBuffer.resize(textStart + bytes.size());
+    QChar *const first = logBuffer.data() + textStart;
     const QChar *const end = lineDecoder.appendToBuffer(first, bytes);
 
     const QChar *b = first;
@@ -395,25 +486,32 @@ void ConversionController::handleLine(QByteArrayView bytes)
         std::memmove(static_cast<void *>(first), b, static_cast<size_t>(length) * sizeof(QChar));
     if (separator)
         logBuffer[start] = u'\n';
-    logBuffer.resize(start + separator + length);
-    if (fileLog.isOpen())
-        fileLog.write(
-            withoutEscapes(QStringView(logBuffer.constData() + start + separator, length)).toUtf8() + '\n');
+    if (tagLength > 0)
+        std::copy_n(run.tag.constData(), tagLength, logBuffer.data() + start + separator);
+    logBuffer.resize(textStart + length);
+    const QStringView line(logBuffer.constData() + textStart, length);
+    if (run.log.isOpen())
+        run.log.write(withoutEscapes(line).toUtf8() + '\n');
 
     // Matched after it is in the log, so a receiver that skips or stops still finds the
     // line in the flushed log.
-    const ConverterLine meaning =
-        interpretConverterLine(QStringView(logBuffer.constData() + start + separator, length));
+    const ConverterLine meaning = interpretConverterLine(line);
     if (meaning.hasProgress) {
-        const int filePercent = meaning.filePercent;
-        const qint64 overall =
-            (static_cast<qint64>(currentIndex - 1) * 100 + filePercent) / std::max(totalFiles, 1);
-        Q_EMIT progressUpdated(static_cast<int>(std::min<qint64>(overall, 99)), filePercent);
+        run.percent = meaning.filePercent;
+        Q_EMIT progressUpdated(std::min(overallPercent(), 99), meaning.filePercent);
     }
     if (meaning.hasStage)
-        Q_EMIT stageChanged(meaning.stage);
+        Q_EMIT stageChanged(run.tag + meaning.stage);
     if (meaning.hasStarted)
-        Q_EMIT stageChanged(meaning.started);
+        Q_EMIT stageChanged(run.tag + meaning.started);
+}
+
+int ConversionController::overallPercent() const
+{
+    qint64 shares = static_cast<qint64>(finishedCount) * 100;
+    for (const RunPtr &run : runs)
+        shares += run->percent;
+    return static_cast<int>(std::min<qint64>(shares / std::max(totalFiles, 1), 100));
 }
 
 void ConversionController::onLogFlush()
@@ -438,13 +536,19 @@ void ConversionController::onLogFlush()
 
 void ConversionController::onProcessFinished(int exitCode, QProcess::ExitStatus status)
 {
+    if (const RunPtr run = runOf(sender()))
+        processFinished(run, exitCode, status);
+}
+
+void ConversionController::processFinished(RunPtr run, int exitCode, QProcess::ExitStatus status)
+{
     // Helper processes the converter left behind end with it.
-    if (processGroup)
-        processGroup->terminate();
-    if (!running)
+    if (run->group)
+        run->group->terminate();
+    if (!isLive(*run))
         return;
-    finishedExitCode = reportedExitCode(exitCode, status);
-    finishCurrentFile(fileSerial);
+    run->exitCode = reportedExitCode(exitCode, status);
+    finishFile(run);
 }
 
 int ConversionController::reportedExitCode(int exitCode, QProcess::ExitStatus status)
@@ -456,71 +560,107 @@ int ConversionController::reportedExitCode(int exitCode, QProcess::ExitStatus st
     return exitCode;
 }
 
-void ConversionController::finishCurrentFile(quint64 serial)
+void ConversionController::finishFile(RunPtr run)
 {
-    if (!isCurrent(serial))
+    if (!isLive(*run))
         return;
     // The file is reported only once all its output has been read; a large backlog is
     // read in bounded steps so the event loop stays responsive meanwhile.
-    const bool more = splitting || (process && readOutput(readChunkBytes));
-    if (!isCurrent(serial))
+    const bool more = run->splitting || (run->process && readOutput(*run, readChunkBytes));
+    if (!isLive(*run))
         return;
     if (more) {
         // While a receiver runs a nested event loop the buffer is busy: try again a little later.
-        QTimer::singleShot(splitting ? 20 : 0, this, [this, serial] { finishCurrentFile(serial); });
+        QTimer::singleShot(run->splitting ? 20 : 0, this, [this, weak = std::weak_ptr<Run>(run)] {
+            if (const RunPtr r = weak.lock())
+                finishFile(r);
+        });
         return;
     }
-    flushPartialLine();
-    if (!isCurrent(serial))
+    flushPartialLine(*run);
+    if (!isLive(*run))
         return;
 
-    const int exitCode = finishedExitCode;
+    const quint64 current = generation;
+    retire(run);
+    ++finishedCount;
+    const int exitCode = run->exitCode;
     if (exitCode == 0) {
         ++successCount;
     } else {
         ++failCount;
-        Q_EMIT errorOccurred(exitCode, QFileInfo(currentFile).fileName());
+        Q_EMIT errorOccurred(exitCode, QFileInfo(run->file).fileName());
     }
-    Q_EMIT progressUpdated(currentIndex * 100 / totalFiles, 100);
-    Q_EMIT fileFinished(currentIndex, exitCode, currentFile);
+    Q_EMIT progressUpdated(overallPercent(), 100);
+    Q_EMIT fileFinished(run->index, exitCode, run->file);
     // A receiver that stopped the run must not see another file start.
-    if (isCurrent(serial))
-        startNextFile();
+    if (running && generation == current)
+        fillSlots();
 }
 
 void ConversionController::skipCurrent()
 {
-    if (!running || skipping || !process || process->state() == QProcess::NotRunning)
+    if (!runs.empty())
+        skipRun(runs.front());
+}
+
+void ConversionController::skipFile(const QString &filePath)
+{
+    for (const RunPtr &run : runs) {
+        if (run->file == filePath) {
+            skipRun(run);
+            return;
+        }
+    }
+}
+
+void ConversionController::skipRun(RunPtr run)
+{
+    if (!isLive(*run) || run->skipping || !run->process || run->process->state() == QProcess::NotRunning)
         return;
-    const quint64 serial = fileSerial;
-    skipping = true;
-    drainOutput();
-    if (!isCurrent(serial)) {
-        skipping = false;
+    run->skipping = true;
+    drainOutput(*run);
+    if (!isLive(*run)) {
+        run->skipping = false;
         return;
     }
     onLogFlush();
-    killProcess();
+    const quint64 current = generation;
+    retire(run);
+    ++finishedCount;
     ++skipCount;
-    Q_EMIT progressUpdated(currentIndex * 100 / totalFiles, 100);
-    Q_EMIT fileFinished(currentIndex, ExitMarker::Skipped, currentFile);
-    skipping = false;
-    if (isCurrent(serial))
-        startNextFile();
+    Q_EMIT progressUpdated(overallPercent(), 100);
+    Q_EMIT fileFinished(run->index, ExitMarker::Skipped, run->file);
+    run->skipping = false;
+    if (running && generation == current)
+        fillSlots();
 }
 
-void ConversionController::killProcess()
+void ConversionController::retire(RunPtr run)
 {
+    run->active = false;
+    std::erase(runs, run);
+    run->log.close();
+    QProcess *process = std::exchange(run->process, nullptr);
     if (!process)
         return;
     // The whole group, helpers included, also when the converter itself has already ended.
-    processGroup->terminate();
-    if (process->state() == QProcess::NotRunning)
-        return;
+    run->group->terminate();
+    run->group = nullptr;
     disconnect(process, nullptr, this, nullptr);
-    process->kill();
-    // The one bounded blocking wait on the GUI thread: SIGKILL ends a process at once.
-    process->waitForFinished(3000);
+    if (process->state() != QProcess::NotRunning) {
+        process->kill();
+        // The one bounded blocking wait on the GUI thread: SIGKILL ends a process at once.
+        process->waitForFinished(3000);
+    }
+    process->deleteLater();
+}
+
+void ConversionController::retireAll()
+{
+    const std::vector<RunPtr> all = std::exchange(runs, {});
+    for (const RunPtr &run : all)
+        retire(run);
 }
 
 void ConversionController::stop()
@@ -528,21 +668,20 @@ void ConversionController::stop()
     if (!running)
         return;
     running = false;
+    ++generation;
     queue.clear();
     requestedNext = 0;
     flushTimer.stop();
     stallTimer.stop();
-    killProcess();
-    fileLog.close();
+    retireAll();
     onLogFlush();
     releaseBuffers();
 }
 
 void ConversionController::releaseBuffers()
 {
-    // Between runs the buffers sized for a flood are not worth keeping.
+    // Between runs the buffer sized for a flood is not worth keeping.
     logBuffer = QString();
-    pendingOutput = QByteArray();
 }
 
 void ConversionController::removeFromQueue(const QString &filePath)

@@ -15,10 +15,24 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <memory>
+#include <vector>
+
 class ProcessGroup;
 
-// Runs one converter over a list of files, one child process at a time, and reports
-// every step as a signal. Owns no user interface.
+// Runs one converter over a list of files and reports every step as a signal. Owns no
+// user interface.
+//
+// By default one converter runs at a time. With setMaxParallel(n), up to n run at once,
+// each with its own process group, output reading and per-file log; files still start in
+// queue order. While several run:
+// - `index` in fileStarted and fileFinished is the file's place in start order (1, 2, ...),
+//   and `total` the files of the run as counted when it started;
+// - progressUpdated's overall percentage counts finished files plus each running file's
+//   own share, held below 100 until the run ends; filePercent is the share of the file
+//   whose line carried it;
+// - stageChanged carries the stage of the file that printed it, after the file's tag;
+// - every line logged starts with the file's tag, "[name] " (the per-file logs do not).
 class ConversionController final : public QObject
 {
     Q_OBJECT
@@ -29,16 +43,24 @@ public:
     ~ConversionController() override;
 
     void setConverter(const ConverterInfo &info);
+    // How many converters run at once, from the next start on (clamped to 1..16).
+    void setMaxParallel(int count);
+    int maxParallel() const { return parallelLimit; }
 
     void start(const QStringList &files, const ConversionOptions &options, const QString &outputDir);
     void stop();
+    // Skips the running file; with several running, the one that started first.
     void skipCurrent();
+    // Skips the running file of this path, if it runs.
+    void skipFile(const QString &filePath);
     void removeFromQueue(const QString &filePath);
     // During a run, makes filePath run next, after the files asked for earlier in the same
     // way: moved forward if it is still queued, otherwise added (and counted in totalFiles).
     // Idle: nothing.
     void convertNext(const QString &filePath);
     bool isRunning() const { return running; }
+    // The files whose converters run now, in start order.
+    QStringList runningFiles() const;
 
     // The converter executable: kavantolibs/ beside the program, else beside the program.
     static QString resolveExecutable(const ConverterInfo &info);
@@ -46,6 +68,9 @@ public:
     // The exit code a file is reported with: a converter's own code, or 128 + signal for a
     // converter that died from a signal, so a crash never reads as a converter message.
     static int reportedExitCode(int exitCode, QProcess::ExitStatus status);
+
+    // The tag that starts each log line of a file while several files run.
+    static QString logTag(const QString &filePath);
 
     // Each file's output is also written, as plain text, to a file of its own in this folder
     // (empty: not at all). Set before start.
@@ -69,73 +94,78 @@ Q_SIGNALS:
     void allDone(int successCount, int failCount, int skipCount);
     void errorOccurred(int exitCode, const QString &filename);
     void stageChanged(const QString &stageName);
-    // The running file printed nothing for the stall limit; `action` is what was chosen.
+    // A running file printed nothing for the stall limit; `action` is what was chosen.
     void stalled(const QString &filePath, ConversionController::StallAction action);
 
 public Q_SLOTS:
+    // For the signals of a converter process; a call from anywhere else changes nothing.
     void onProcessFinished(int exitCode, QProcess::ExitStatus status);
     void onProcessOutput();
     void onLogFlush();
 
 private:
-    void startNextFile();
-    void openFileLog();
+    // One running converter and the state of reading its output.
+    struct Run;
+    using RunPtr = std::shared_ptr<Run>;
+
+    // Starts queued files while there are free places; ends the run when nothing is left.
+    void fillSlots();
+    void startFile(ConversionOptions entry);
+    void openFileLog(Run &run);
     void checkStall();
-    void killProcess();
-    void onProcessError(QProcess::ProcessError error);
+    // These take the run by value: the caller's pointer may be an element of `runs`,
+    // which they change.
+    void skipRun(RunPtr run);
+    // Ends the run's converter (its whole group) and forgets it; later calls are harmless.
+    void retire(RunPtr run);
+    void retireAll();
+    void processFinished(RunPtr run, int exitCode, QProcess::ExitStatus status);
+    void processOutput(const RunPtr &run);
+    void processError(const RunPtr &run, QProcess::ProcessError error);
+    RunPtr runOf(const QObject *process) const;
     // Reads at most maxBytes of output and handles the complete lines in it; true when
     // more output is already waiting.
-    bool readOutput(qint64 maxBytes);
-    void drainOutput();
-    void splitLines();
-    void handleLine(QByteArrayView bytes);
-    void appendLogLine(QStringView line);
-    void flushPartialLine();
-    void scheduleOutputRead();
-    void finishCurrentFile(quint64 serial);
+    bool readOutput(Run &run, qint64 maxBytes);
+    void drainOutput(Run &run);
+    void splitLines(Run &run);
+    void handleLine(Run &run, QByteArrayView bytes);
+    void appendLogLine(Run &run, QStringView line);
+    void flushPartialLine(Run &run);
+    void scheduleOutputRead(const RunPtr &run);
+    void finishFile(RunPtr run);
+    // Overall progress: finished files and the running files' shares, of all files.
+    int overallPercent() const;
     void releaseBuffers();
-    // The run goes on and the file identified by serial is still the one running.
-    bool isCurrent(quint64 serial) const;
+    bool isLive(const Run &run) const;
 
     ConverterInfo converter;
-    QProcess *process = nullptr;
-    // The current process's group, its child.
-    ProcessGroup *processGroup = nullptr;
     QList<ConversionOptions> queue;
     // How many files at the front of the queue are there by convertNext, in the order asked.
     qsizetype requestedNext = 0;
+    // Files started so far in this run, and files finished (skips included).
     int currentIndex = 0;
+    int finishedCount = 0;
     int totalFiles = 0;
     int successCount = 0;
     int failCount = 0;
     int skipCount = 0;
     bool running = false;
-    bool skipping = false;
+    int parallelLimit = 1;
+    int slots = 1;
+    // Changes with every start and stop, so work left over from an earlier run is dropped.
+    quint64 generation = 0;
+    std::vector<RunPtr> runs;
     QString outputDir;
-    QString currentFile;
     QTimer flushTimer;
     QString logFolder;
     QHash<QString, QString> logFiles;
-    QFile fileLog;
     QTimer stallTimer;
-    QElapsedTimer lastActivity;
     qint64 stallLimitMs = 0;
     StallAction stallAction = StallAction::Warn;
-    bool stallReported = false;
     // Output lines not yet emitted, already joined by line feeds.
     QString logBuffer;
     ConversionOptions runOptions;
-    // Bytes of a line whose end has not arrived yet.
-    QByteArray pendingOutput;
-    // The last chunk ended in a carriage return: a line feed opening the next one
-    // belongs to the same line break.
-    bool dropLeadingLineFeed = false;
-    bool readScheduled = false;
     QElapsedTimer lastFlush;
     // Stateless: every line is decoded on its own, a broken sequence ends with its line.
     QStringDecoder lineDecoder{QStringDecoder::Utf8, QStringDecoder::Flag::Stateless};
-    bool splitting = false;
-    // Identifies the file now running, so that deferred work for an earlier file is dropped.
-    quint64 fileSerial = 0;
-    int finishedExitCode = 0;
 };

@@ -80,6 +80,8 @@ private Q_SLOTS:
     void interruptions();
     void queueChanges_data();
     void queueChanges();
+    void parallel_data();
+    void parallel();
     void executableLookup();
 
 private:
@@ -318,6 +320,91 @@ void tst_ConversionController::queueChanges()
     // However the total changed, overall progress reached 100 only with the last file's end.
     QCOMPARE(rec.filtered(u"progress 100 |done"_s).join(u", "),
              u"progress 100 100, done %1 0 0"_s.arg(starts.count(u',') + 1));
+}
+
+void tst_ConversionController::parallel_data()
+{
+    QTest::addColumn<QByteArrayList>("scripts");
+    // Done once both first files run: "skip f2" (skipFile), "skip" (skipCurrent), "next f4",
+    // "remove f3", "stop".
+    QTest::addColumn<QString>("actions");
+    QTest::addColumn<QString>("events"); // started, finished and done, in order
+    QTest::addColumn<QStringList>("logLines");
+    const QByteArray hang = "hang\n";
+    QTest::addRow("two at once, tagged log")
+        << QByteArrayList{"print one\nprogress 50\nsleep 300\nexit 0\n", "print two\nsleep 300\nexit 3\n",
+                          "exit 0\n"}
+        << QString() << QString()
+        << QStringList{u"[f1.rvt] one"_s, u"[f1.rvt] Progress: 50%"_s, u"[f2.rvt] two"_s};
+    QTest::addRow("skip by file, then the first started")
+        << QByteArrayList{hang, hang, "exit 0\n"} << u"skip f2, skip"_s
+        << u"started 1/3 f1.rvt, started 2/3 f2.rvt, finished 2 -3 f2.rvt, started 3/3 f3.rvt, "
+           "finished 1 -3 f1.rvt, finished 3 0 f3.rvt, done 1 0 2"_s
+        << QStringList();
+    QTest::addRow("stop ends both") << QByteArrayList{hang, hang, "exit 0\n"} << u"stop"_s
+                                    << u"started 1/3 f1.rvt, started 2/3 f2.rvt"_s << QStringList();
+    QTest::addRow("convert next and disable while two run")
+        << QByteArrayList{hang, "sleep 300\nexit 0\n", "exit 0\n", "exit 0\n"}
+        << u"next f4, remove f3, skip f1"_s
+        << u"started 1/4 f1.rvt, started 2/4 f2.rvt, finished 1 -3 f1.rvt, started 3/3 f4.rvt, "
+           "finished 3 0 f4.rvt, finished 2 0 f2.rvt, done 2 0 1"_s
+        << QStringList();
+}
+
+void tst_ConversionController::parallel()
+{
+    QFETCH(QByteArrayList, scripts);
+    QFETCH(QString, actions);
+    QFETCH(QString, events);
+    QFETCH(QStringList, logLines);
+    controller->setMaxParallel(2);
+    controller->setLogFolder(dir->filePath(u"logs"_s));
+    QVERIFY(QDir(dir->path()).mkpath(u"logs"_s));
+    int runningNow = 0, mostAtOnce = 0;
+    connect(controller.get(), &ConversionController::fileStarted, this, [&, this](int index) {
+        mostAtOnce = std::max(mostAtOnce, ++runningNow);
+        QCOMPARE(controller->runningFiles().size(), runningNow);
+        if (index != 2 || actions.isEmpty())
+            return;
+        QTimer::singleShot(0, this, [&, this] {
+            for (const QString &action : actions.split(u", "_s)) {
+                const QString file = dir->filePath(action.section(u' ', 1) + u".rvt"_s);
+                if (action == u"skip")
+                    controller->skipCurrent();
+                else if (action == u"stop")
+                    controller->stop();
+                else if (action.startsWith(u"skip"))
+                    controller->skipFile(file);
+                else if (action.startsWith(u"next"))
+                    controller->convertNext(file);
+                else
+                    controller->removeFromQueue(file);
+            }
+        });
+    });
+    connect(controller.get(), &ConversionController::fileFinished, this, [&] { --runningNow; });
+    int lastOverall = 0, backwards = 0;
+    connect(controller.get(), &ConversionController::progressUpdated, this,
+            [&](int overall) { backwards += overall < std::exchange(lastOverall, overall); });
+
+    run(scripts, {}, false);
+    QTRY_VERIFY2_WITH_TIMEOUT(!controller->isRunning(), qPrintable(rec.events.join(u", ")), 10000);
+    QCOMPARE(mostAtOnce, 2);
+    QCOMPARE(backwards, 0);
+    if (!events.isEmpty())
+        QCOMPARE(rec.filtered(u"started|finished|done"_s).join(u", "), events);
+    else
+        QCOMPARE(rec.filtered(u"done"_s), QStringList{u"done 2 1 0"_s});
+    const QStringList logged = rec.log().split(u'\n');
+    for (const QString &line : logLines)
+        QVERIFY2(logged.contains(line), qPrintable(rec.log()));
+    // The files' own logs hold what their converter printed, without the tag.
+    QFile firstLog(controller->logFileOf(dir->filePath(u"f1.rvt"_s)));
+    QVERIFY(firstLog.open(QIODevice::ReadOnly));
+    const QByteArray own = firstLog.readAll();
+    QVERIFY(!own.contains("[f1.rvt]"));
+    if (!logLines.isEmpty())
+        QCOMPARE(own, QByteArray("one\nProgress: 50%\n"));
 }
 
 void tst_ConversionController::executableLookup()

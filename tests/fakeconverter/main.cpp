@@ -22,6 +22,7 @@
 //   warning <text>        prints "[WARNING] <text>" in yellow
 //   stderr <text>         prints <text> on standard error
 //   sleep <ms>            waits
+//   burn <ms>             keeps one core busy for <ms> of processor time
 //   flood <n>             prints n lines as fast as it can: a tenth progress lines, some
 //                         ANSI-coloured, one in a hundred a stage line
 //   nobreak <bytes>       prints <bytes> characters with no line break at all
@@ -44,6 +45,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <string>
 #include <string_view>
@@ -249,6 +251,17 @@ void defaultConversion(const std::vector<std::string_view> &arguments)
     writeLine("\x1b[32mConversion finished.\x1b[0m");
 }
 
+// Keeps one core busy for this much processor time, as a converter computing geometry does.
+void burnCpu(long long ms)
+{
+    const std::clock_t end = std::clock() + static_cast<std::clock_t>(ms) * CLOCKS_PER_SEC / 1000;
+    volatile unsigned long sink = 0;
+    while (std::clock() < end) {
+        for (int i = 0; i < 10000; ++i)
+            sink = sink + static_cast<unsigned long>(i);
+    }
+}
+
 // Runs one script line; returns false when the program should end with exitCode.
 bool runCommand(std::string_view command, std::string_view rest,
                 const std::vector<std::string_view> &arguments, int &exitCode)
@@ -271,6 +284,8 @@ bool runCommand(std::string_view command, std::string_view rest,
         std::fflush(stderr);
     } else if (command == "sleep") {
         sleepMs(toNumber(rest, 0));
+    } else if (command == "burn") {
+        burnCpu(toNumber(rest, 0));
     } else if (command == "flood") {
         flood(static_cast<unsigned long>(toNumber(rest, 0)));
     } else if (command == "nobreak") {
@@ -311,7 +326,7 @@ bool isCommand(std::string_view command)
     static constexpr std::string_view commands[] = {
         "progress", "stage", "started", "print",       "error",      "warning", "stderr",
         "sleep",    "flood", "nobreak", "invalidutf8", "crprogress", "outputs", "pipesize",
-        "hang",     "crash", "exit",    "spawn",       "readstdin"};
+        "hang",     "crash", "exit",    "spawn",       "readstdin",  "burn"};
     for (const std::string_view c : commands) {
         if (c == command)
             return true;
