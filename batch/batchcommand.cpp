@@ -244,6 +244,7 @@ bool BatchCommand::check()
 void BatchCommand::run()
 {
     controller->setConverter(converter);
+    controller->setMaxParallel(commandLine.jobs);
     controller->setStallLimit(qint64(commandLine.stallMinutes) * 60000,
                               ConversionController::stallActionFromName(commandLine.stallAction));
     connect(controller, &ConversionController::fileStarted, this,

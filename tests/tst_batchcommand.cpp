@@ -52,7 +52,10 @@ private Q_SLOTS:
     void exitCodes();
     void dryRunMatchesWindowArguments_data();
     void dryRunMatchesWindowArguments();
+    void interruptThenResume_data();
     void interruptThenResume();
+    void jobsRunFilesAtOnce_data();
+    void jobsRunFilesAtOnce();
     void interruptLeavesNoConverter_data();
     void interruptLeavesNoConverter();
     void reportRows_data();
@@ -362,20 +365,31 @@ void tst_BatchCommand::dryRunMatchesWindowArguments()
     QVERIFY(!QFileInfo::exists(dir->filePath(u"out"_s)));
 }
 
+void tst_BatchCommand::interruptThenResume_data()
+{
+    QTest::addColumn<int>("jobs");
+
+    QTest::addRow("one at a time") << 1;
+    QTest::addRow("two at once") << 2;
+}
+
 void tst_BatchCommand::interruptThenResume()
 {
+    QFETCH(int, jobs);
     QStringList inputs;
-    // Two quick files, then slow ones, so the interruption finds the third one running.
+    // Two quick files, then slow ones, so the interruption finds the next `jobs` running.
     for (int i = 1; i <= 6; ++i)
         inputs.append(
             write(u"m/model%1.rvt"_s.arg(i), i <= 2 ? "sleep 50\noutputs\n" : "sleep 1500\noutputs\n"));
-    const QStringList choices{u"-o"_s, u"{dir}/out"_s, u"--batch-dir"_s, u"{dir}/bd"_s};
+    const QStringList choices{u"-o"_s,       u"{dir}/out"_s, u"--batch-dir"_s,
+                              u"{dir}/bd"_s, u"--jobs"_s,    QString::number(jobs)};
 
     QProcess first;
     startCommand(first, choices + QStringList{u"{dir}/m"_s});
     QString output;
     QVERIFY2(waitForOutput(first, output, u"converted "_s + inputs.at(1)), qPrintable(output));
-    QVERIFY(waitForOutput(first, output, u"started "_s + inputs.at(2)));
+    QVERIFY(waitForOutput(first, output, u"converted "_s + inputs.at(0)));
+    QVERIFY(waitForOutput(first, output, u"started "_s + inputs.at(1 + jobs)));
     ::kill(static_cast<pid_t>(first.processId()), SIGINT);
     QVERIFY(first.waitForFinished(10000));
     QCOMPARE(first.exitStatus(), QProcess::NormalExit);
@@ -390,8 +404,10 @@ void tst_BatchCommand::interruptThenResume()
         if (row.status != u"Done")
             unfinished.append(row.path);
     }
-    QCOMPARE(statuses,
-             (QStringList{u"Done"_s, u"Done"_s, u"Stopped"_s, u"Canceled"_s, u"Canceled"_s, u"Canceled"_s}));
+    QStringList expected{u"Done"_s, u"Done"_s};
+    for (int i = 2; i < 6; ++i)
+        expected.append(i < 2 + jobs ? u"Stopped"_s : u"Canceled"_s);
+    QCOMPARE(statuses, expected);
 
     const Run resumed = run({u"--resume"_s, u"--batch-dir"_s, u"{dir}/bd"_s});
     QVERIFY2(resumed.exitCode == 0, qPrintable(resumed.out + resumed.err));
@@ -409,6 +425,47 @@ void tst_BatchCommand::interruptThenResume()
             dir->filePath(u"out/"_s + QFileInfo(input).completeBaseName() + u"_rvt.xlsx"_s)));
     // Resumed once: nothing is left to resume.
     QCOMPARE(run({u"--resume"_s, u"--batch-dir"_s, u"{dir}/bd"_s}).exitCode, 2);
+}
+
+void tst_BatchCommand::jobsRunFilesAtOnce_data()
+{
+    QTest::addColumn<int>("jobs");
+    QTest::addColumn<int>("startedBeforeFirstEnd");
+
+    QTest::addRow("one at a time") << 1 << 1;
+    QTest::addRow("three at once") << 3 << 3;
+}
+
+void tst_BatchCommand::jobsRunFilesAtOnce()
+{
+    QFETCH(int, jobs);
+    QFETCH(int, startedBeforeFirstEnd);
+    QStringList inputs;
+    for (int i = 1; i <= 3; ++i)
+        inputs.append(write(u"m/model%1.rvt"_s.arg(i), "sleep 800\noutputs\n"));
+    const Run result = run({u"-o"_s, u"{dir}/out"_s, u"--batch-dir"_s, u"{dir}/bd"_s, u"--jobs"_s,
+                            QString::number(jobs), u"{dir}/m"_s});
+    QVERIFY2(result.exitCode == 0, qPrintable(result.out + result.err));
+    const QStringList lines = result.out.split(u'\n', Qt::SkipEmptyParts);
+    const auto firstEnd = std::find_if(lines.cbegin(), lines.cend(),
+                                       [](const QString &line) { return line.contains(u"] converted "_s); });
+    QCOMPARE(int(std::count_if(lines.cbegin(), firstEnd,
+                               [](const QString &line) { return line.contains(u"] started "_s); })),
+             startedBeforeFirstEnd);
+    const QStringList reports = reportsBelow(dir->filePath(u"bd"_s));
+    QCOMPARE(reports.size(), 1);
+    const QList<BatchReportRow> rows = readReport(reports.constFirst());
+    QCOMPARE(rows.size(), inputs.size());
+    for (const BatchReportRow &row : rows) {
+        QCOMPARE(row.status, u"Done"_s);
+        // Each file's own log holds its own lines, untagged.
+        QFile log(row.logFile);
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QByteArray text = log.readAll();
+        QVERIFY2(text.contains("[INFO] Written " + QFile::encodeName(row.outputs.value(0))),
+                 text.constData());
+        QVERIFY(!text.contains("[model"));
+    }
 }
 
 void tst_BatchCommand::interruptLeavesNoConverter_data()
