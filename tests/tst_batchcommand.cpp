@@ -62,6 +62,7 @@ private Q_SLOTS:
     void reportRows();
     void plainOutput_data();
     void plainOutput();
+    void terminalLiveLine();
     void shardSplit_data();
     void shardSplit();
     void shardsUnderGnuParallel();
@@ -598,6 +599,29 @@ void tst_BatchCommand::plainOutput()
         QVERIFY(result.out.contains(u"converted "_s + dir->filePath(u"m/a.rvt"_s)));
         QVERIFY(result.out.contains(u"FAILED "_s + dir->filePath(u"m/b.rvt"_s) + u": exit code 2"_s));
     }
+}
+
+void tst_BatchCommand::terminalLiveLine()
+{
+    const QString script = QStandardPaths::findExecutable(u"script"_s);
+    if (script.isEmpty())
+        QSKIP("util-linux's script, which gives the command a terminal, is not installed");
+    write(u"m/a.rvt"_s, "sleep 300\noutputs\n");
+    write(u"m/b.rvt"_s, "exit 2\n");
+    QProcess process;
+    process.setWorkingDirectory(dir->path());
+    const QString command = program + u" -o '%1/out' --batch-dir '%1/bd' '%1/m'"_s.arg(dir->path());
+    process.start(script, {u"-q"_s, u"-e"_s, u"-c"_s, command, u"/dev/null"_s});
+    QVERIFY(process.waitForFinished(30000));
+    QCOMPARE(process.exitCode(), 1);
+    const QString out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    // One line redrawn in place, naming the running file; only the failure stays on screen.
+    QVERIFY2(out.contains(u"\r0 of 2 done, running: a.rvt\x1b[K"_s), qPrintable(out));
+    QVERIFY(out.contains(u"\r1 of 2 done, running: b.rvt\x1b[K"_s));
+    QVERIFY(!out.contains(u"] started "_s));
+    QVERIFY(!out.contains(u"] converted "_s));
+    QVERIFY(out.contains(u"\r\x1b[K[2/2] FAILED "_s));
+    QVERIFY(out.contains(u"\r\x1b[K1 of 2 converted, 1 failed"_s));
 }
 
 void tst_BatchCommand::shardSplit_data()
