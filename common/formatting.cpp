@@ -2,6 +2,8 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 QString formatSize(qint64 bytes)
@@ -36,4 +38,28 @@ QString formatClock(qint64 ms)
     if (h < 1)
         return u"%1:%2"_s.arg(m, 2, 10, QLatin1Char('0')).arg(sec, 2, 10, QLatin1Char('0'));
     return u"%1:%2:%3"_s.arg(h).arg(m, 2, 10, QLatin1Char('0')).arg(sec, 2, 10, QLatin1Char('0'));
+}
+
+QString formatTimeLeft(qint64 lowMs, qint64 highMs)
+{
+    // Rounded outwards to steps that grow with the time, so the text changes seldom and
+    // the range always holds the estimate.
+    constexpr qint64 minute = 60000;
+    if (highMs <= minute)
+        return QCoreApplication::translate("TimeLeft", "less than a minute left");
+    const qint64 step = highMs < 20 * minute ? 1 : highMs < 120 * minute ? 5 : 60;
+    const qint64 low = lowMs / minute / step * step;
+    const qint64 high = (highMs + step * minute - 1) / (step * minute) * step;
+    if (step == 60) {
+        const qint64 lowHours = low / 60;
+        const qint64 highHours = high / 60;
+        if (lowHours == highHours)
+            return QCoreApplication::translate("TimeLeft", "about %1 h left").arg(highHours);
+        return QCoreApplication::translate("TimeLeft", "about %1–%2 h left").arg(lowHours).arg(highHours);
+    }
+    if (low == high)
+        return QCoreApplication::translate("TimeLeft", "about %1 min left").arg(high);
+    return QCoreApplication::translate("TimeLeft", "about %1–%2 min left")
+        .arg(std::max<qint64>(low, 1))
+        .arg(high);
 }

@@ -10,3 +10,5 @@ QString formatSize(qint64 bytes);
 QString formatDuration(qint64 ms);
 // A running clock: "mm:ss", or "h:mm:ss" from an hour on.
 QString formatClock(qint64 ms);
+// A range of time left: "about 12–15 min left", "about 2–3 h left", "less than a minute left".
+QString formatTimeLeft(qint64 lowMs, qint64 highMs);
