@@ -2,6 +2,7 @@
 
 #include "batch/console.h"
 #include "batch/interruptwatcher.h"
+#include "common/formatting.h"
 #include "conversion/batchjournal.h"
 #include "conversion/batchrecorder.h"
 #include "conversion/batchreport.h"
@@ -280,6 +281,10 @@ void BatchCommand::run()
         if (!commandLine.quiet && !terminal)
             printLine(ConsoleText::upToDateLine(path));
     }
+    QList<QPair<QString, qint64>> queued;
+    for (const QString &path : std::as_const(toRun))
+        queued.append({path, QFileInfo(path).size()});
+    timeLeft.begin(queued, commandLine.jobs, wallClock.elapsed());
     if (terminal)
         liveTimer.start();
     redrawLiveLine();
@@ -291,6 +296,7 @@ void BatchCommand::onFileStarted(const QString &path)
     ++startedCount;
     startedAt[path].start();
     running.append(path);
+    timeLeft.fileStarted(path, QFileInfo(path).size(), wallClock.elapsed());
     if (!commandLine.quiet && !terminal)
         printLine(ConsoleText::startedLine(startedCount + counts.upToDate, counts.total, path));
     redrawLiveLine();
@@ -299,6 +305,8 @@ void BatchCommand::onFileStarted(const QString &path)
 void BatchCommand::onFileFinished(int exitCode, const QString &path)
 {
     running.removeOne(path);
+    // A skipped file says no more about the converter's speed than a failed one.
+    timeLeft.fileFinished(path, exitCode != 0, wallClock.elapsed());
     if (exitCode == 0)
         ++counts.converted;
     else if (exitCode == ExitMarker::Skipped)
@@ -382,8 +390,10 @@ void BatchCommand::redrawLiveLine()
     for (const QString &path : std::as_const(running))
         names.append(QFileInfo(path).fileName());
     // Erase to the end of the line, so a shorter line leaves no tail of the last one.
+    const TimeLeft left = timeLeft.estimate(wallClock.elapsed());
+    const QString leftText = left.known ? formatTimeLeft(left.lowMs, left.highMs) : QString();
     writeTo(stdout,
-            u"\r"_s + ConsoleText::liveLine(counts, names, QString(), Console::columns() - 1) + u"\x1b[K"_s);
+            u"\r"_s + ConsoleText::liveLine(counts, names, leftText, Console::columns() - 1) + u"\x1b[K"_s);
     liveLineShown = true;
 }
 

@@ -3,6 +3,7 @@
 #include "batch/commandline.h"
 #include "batch/consoletext.h"
 #include "conversion/converterinfo.h"
+#include "conversion/timeleftestimator.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -73,6 +74,7 @@ private:
     InterruptWatcher *interrupts = nullptr;
     QTimer liveTimer;
     QElapsedTimer wallClock;
+    TimeLeftEstimator timeLeft;
     ConsoleText::Counts counts;
     int startedCount = 0;
     QHash<QString, QElapsedTimer> startedAt;

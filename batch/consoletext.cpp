@@ -6,6 +6,8 @@
 
 #include <QDir>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 QString ConsoleText::liveLine(const Counts &counts, const QStringList &runningNames, const QString &timeLeft,
@@ -16,10 +18,11 @@ QString ConsoleText::liveLine(const Counts &counts, const QStringList &runningNa
         line += u", "_s + tr("%n failed", nullptr, counts.failed);
     if (!runningNames.isEmpty())
         line += u", "_s + tr("running: %1").arg(runningNames.join(u", "_s));
-    // The estimate goes first when the line is cut, so it is put where it survives.
-    if (!timeLeft.isEmpty())
-        line = timeLeft + u" | "_s + line;
-    return elided(line, width);
+    if (timeLeft.isEmpty())
+        return elided(line, width);
+    // The estimate survives a cut: the files' part gives way.
+    const QString tail = u" | "_s + timeLeft;
+    return elided(line, std::max<int>(width - int(tail.size()), 1)) + tail;
 }
 
 QString ConsoleText::startedLine(int number, int total, const QString &path)
