@@ -67,7 +67,7 @@ BatchCommand::BatchCommand(const BatchCommandLine &commandLine, QObject *parent)
     , recorder(new BatchRecorder(controller, this))
 {
     terminal = !commandLine.quiet && Console::isTerminal();
-    // Once a second the live line's clock and estimate move on even when nothing happens.
+    // Once a second, so the time left counts down even while no file starts or ends.
     liveTimer.setInterval(1000);
     connect(&liveTimer, &QTimer::timeout, this, &BatchCommand::redrawLiveLine);
 }
