@@ -3,6 +3,7 @@
 #include "app/settingsdialog.h"
 #include "app/theme.h"
 #include "common/dialogs.h"
+#include "common/formatting.h"
 #include "common/pathselection.h"
 #include "common/settingskeys.h"
 #include "common/sharppixmap.h"
@@ -13,6 +14,7 @@
 #include "conversion/conversionoptions.h"
 #include "conversion/converteroutput.h"
 #include "conversion/preflight.h"
+#include "conversion/winelauncher.h"
 #include "input/inputpanel.h"
 #include "input/inputscanner.h"
 #include "input/recentfiles.h"
@@ -287,7 +289,15 @@ QLayout *MainWindow::buildRunBar()
     progressBar->setRange(0, 100);
     progressBar->setValue(0);
     progressBar->setAlignment(Qt::AlignCenter);
-    bar->addWidget(progressBar);
+    // The time left sits beside the bar, shown once the first files have measured the pace.
+    auto *barRow = new QHBoxLayout;
+    barRow->addWidget(progressBar, 1);
+    timeLeftLabel = new QLabel(central);
+    timeLeftLabel->setObjectName(u"timeLeftLabel"_s);
+    setStyleRole(timeLeftLabel, "textRole", u"secondary"_s);
+    timeLeftLabel->hide();
+    barRow->addWidget(timeLeftLabel);
+    bar->addLayout(barRow);
 
     progressTextLabel = new QLabel(central);
     progressTextLabel->setObjectName(u"progressTextLabel"_s);
@@ -430,6 +440,12 @@ void MainWindow::connectSignals()
                     stopRun();
             });
     connect(batchPanel, &BatchPanel::skipCurrentRequested, controller, &ConversionController::skipCurrent);
+    connect(batchPanel, &BatchPanel::skipFilesRequested, this, [this](const QStringList &paths) {
+        for (const QString &path : paths)
+            controller->skipFile(path);
+    });
+    connect(batchPanel, &BatchPanel::fileExcludedDuringConversion, this,
+            [this](const QString &path) { timeLeft.fileRemoved(path); });
     connect(batchPanel, &BatchPanel::jumpToLogError, this, [this](const QString &fileName) {
         tabWidget->setCurrentIndex(logTabIndex);
         progressPanel->searchFor(fileName);
@@ -646,6 +662,7 @@ bool MainWindow::checkBeforeRun(const QFileInfoList &files, QStringList &upToDat
     PreflightInput input;
     input.converter = converter;
     input.converterPath = ConversionController::resolveExecutable(converter);
+    input.wineLauncher = wineLauncher();
     input.options = gatherOptions();
     input.files = absolutePaths(files);
     input.outputDir = outputPanel->isSameAsProject() ? QString() : outputPanel->outputDir();
@@ -698,6 +715,11 @@ void MainWindow::onRetryFailed()
     runFiles(files);
 }
 
+QString MainWindow::wineLauncher() const
+{
+    return WineLauncher::find(settings->value(SettingsKeys::wineLauncher()).toString());
+}
+
 ConversionOptions MainWindow::gatherOptions() const
 {
     ConversionOptions options;
@@ -748,6 +770,7 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
         settings->value(SettingsKeys::stallAction(), SettingsKeys::defaultStallAction()).toString();
     controller->setStallLimit(qint64(stallMinutes) * 60000,
                               ConversionController::stallActionFromName(stallAction));
+    controller->setWineLauncher(wineLauncher());
     const QStringList paths = absolutePaths(files);
     // The view keeps the newest lines; the whole run's log goes to the batch folder, which
     // "Save Log" then copies.
@@ -767,14 +790,25 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
         batchPanel->onFileFinished(0, ExitMarker::Skipped, path);
         progressPanel->appendLog(tr("[SKIPPED] %1: results are up to date.").arg(QFileInfo(path).fileName()));
     }
+    const int parallel =
+        std::clamp(settings->value(SettingsKeys::parallelFiles(), SettingsKeys::defaultParallelFiles).toInt(),
+                   1, SettingsKeys::maxParallelFiles);
+    controller->setMaxParallel(parallel);
+    runningFiles.clear();
+    QList<QPair<QString, qint64>> sizes;
+    for (const QString &path : std::as_const(toRun))
+        sizes.append({path, QFileInfo(path).size()});
+    timeLeft.begin(sizes, parallel, runTimer.elapsed());
     controller->start(toRun, options, outputDir);
 }
 
 void MainWindow::setRunningState(bool runningNow)
 {
     running = runningNow;
-    if (!running)
+    if (!running) {
         refreshTimer->stop();
+        timeLeftLabel->hide();
+    }
 
     if (running) {
         startButton->setIcon(icon(u"square-white"_s));
@@ -822,10 +856,25 @@ void MainWindow::refreshProgressTexts()
     if (!running) {
         setWindowTitle(converter.displayName);
         progressTextLabel->clear();
+        timeLeftLabel->hide();
         return;
     }
     const QString elapsed =
         RunFlow::elapsedText(runTimer.isValid(), runTimer.isValid() ? runTimer.elapsed() : 0);
+    const TimeLeft left = timeLeft.estimate(runTimer.elapsed());
+    if (left.known)
+        timeLeftLabel->setText(formatTimeLeft(left.lowMs, left.highMs));
+    timeLeftLabel->setVisible(left.known);
+    if (runningFiles.size() > 1) {
+        const int first = runningFiles.firstKey();
+        const int last = runningFiles.lastKey();
+        setWindowTitle(RunFlow::parallelWindowTitle(converter.displayName, progressBar->value(), first, last,
+                                                    totalFileCount));
+        progressTextLabel->setText(RunFlow::parallelProgressText(
+            first, last, totalFileCount, static_cast<int>(runningFiles.size()), currentStage, elapsed));
+        statusBar()->showMessage(RunFlow::parallelStatusText(first, last, totalFileCount, elapsed));
+        return;
+    }
     setWindowTitle(
         RunFlow::windowTitle(converter.displayName, progressBar->value(), currentFileNumber, totalFileCount));
     if (totalFileCount >= 1 && !currentFileName.isEmpty())
@@ -840,15 +889,24 @@ void MainWindow::onFileStarted(int number, int total, const QString &filePath)
     currentFileNumber = number;
     totalFileCount = total;
     currentFileName = QFileInfo(filePath).fileName();
+    runningFiles.insert(number, currentFileName);
+    timeLeft.fileStarted(filePath, QFileInfo(filePath).size(), runTimer.elapsed());
     refreshProgressTexts();
     // The file's own log is written from its start on, so "Open Log" can follow it live.
     if (const QString log = controller->logFileOf(filePath); !log.isEmpty())
         batchPanel->setLogFile(filePath, log);
 }
 
-void MainWindow::onFileFinished(int, int exitCode, const QString &filePath)
+void MainWindow::onFileFinished(int number, int exitCode, const QString &filePath)
 {
     currentStage.clear();
+    runningFiles.remove(number);
+    // Back to one running file: the texts name it again.
+    if (runningFiles.size() == 1) {
+        currentFileNumber = runningFiles.firstKey();
+        currentFileName = runningFiles.first();
+    }
+    timeLeft.fileFinished(filePath, exitCode != 0, runTimer.elapsed());
     const QString name = QFileInfo(filePath).fileName();
     // The converter's last lines are still buffered; they belong above our verdict.
     if (exitCode > 0 || exitCode == ExitMarker::Skipped)

@@ -2,11 +2,13 @@
 
 #include "app/runflow.h"
 #include "conversion/converterinfo.h"
+#include "conversion/timeleftestimator.h"
 #include "progress/filestatus.h"
 
 #include <QElapsedTimer>
 #include <QFileInfoList>
 #include <QMainWindow>
+#include <QMap>
 #include <QMessageBox>
 #include <QString>
 #include <QStringList>
@@ -112,6 +114,8 @@ private:
     // Checks and prepares the output folder; false (after telling the user) when it cannot be used.
     bool prepareOutputFolder();
     ConversionOptions gatherOptions() const;
+    // The launcher for Windows converters: the one chosen in Preferences, else Wine if found.
+    QString wineLauncher() const;
     // The checks before a run; false when the user went back or the run cannot start. Files
     // that are gone are disabled, and `upToDate` receives the ones not to convert again.
     bool checkBeforeRun(const QFileInfoList &files, QStringList &upToDate);
@@ -167,6 +171,10 @@ private:
     int totalFileCount = 0;
     QString currentFileName;
     QString currentStage;
+    // The files converting now, by number; more than one when files run at once.
+    QMap<int, QString> runningFiles;
+    TimeLeftEstimator timeLeft;
+    QLabel *timeLeftLabel = nullptr;
 
     static constexpr int settingsTabIndex = 0;
     QString fontFamily;

@@ -114,6 +114,28 @@ QString RunFlow::statusText(int number, int total, const QString &elapsed)
     return tr("Converting file %1 of %2... (%3)").arg(number).arg(total).arg(elapsed);
 }
 
+QString RunFlow::parallelWindowTitle(const QString &appTitle, int percent, int first, int last, int total)
+{
+    return tr("[%1%] %2 - Files %3–%4 of %5")
+        .arg(QString::number(percent), appTitle, QString::number(first), QString::number(last),
+             QString::number(total));
+}
+
+QString RunFlow::parallelProgressText(int first, int last, int total, int runningCount, const QString &stage,
+                                      const QString &elapsed)
+{
+    const QString files =
+        tr("Files %1–%2 of %3: %4 running").arg(first).arg(last).arg(total).arg(runningCount);
+    if (stage.isEmpty())
+        return tr("%1 — %2").arg(files, elapsed);
+    return tr("%1 — %2 (%3)").arg(files, elidedName(stage, 2 * progressNameLength), elapsed);
+}
+
+QString RunFlow::parallelStatusText(int first, int last, int total, const QString &elapsed)
+{
+    return tr("Converting files %1–%2 of %3... (%4)").arg(first).arg(last).arg(total).arg(elapsed);
+}
+
 QString RunFlow::elidedName(const QString &name, int maxLength)
 {
     if (name.size() <= maxLength || maxLength < 1)

@@ -53,6 +53,11 @@ public:
     static QString progressText(int number, int total, const QString &fileName, const QString &stage,
                                 const QString &elapsed);
     static QString statusText(int number, int total, const QString &elapsed);
+    // The same while several files run at once: numbers first to last of them.
+    static QString parallelWindowTitle(const QString &appTitle, int percent, int first, int last, int total);
+    static QString parallelProgressText(int first, int last, int total, int runningCount,
+                                        const QString &stage, const QString &elapsed);
+    static QString parallelStatusText(int first, int last, int total, const QString &elapsed);
     // Long names are cut to maxLength characters, the last of them an ellipsis.
     static QString elidedName(const QString &name, int maxLength = progressNameLength);
     // The run clock as the batch table writes it, or "00:00" before any run.

@@ -8,6 +8,7 @@
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
 #include <QSpinBox>
@@ -105,8 +106,16 @@ QWidget *SettingsDialog::buildGeneralTab()
     confirmBeforeStartCheck->setObjectName(u"confirmBeforeStartCheck"_s);
     confirmBeforeStartCheck->setIcon(QIcon(u":/res/style/icons/mouse-pointer-click.png"_s));
     confirmBeforeStartCheck->setToolTip(tr("Show a confirmation dialog before processing files"));
+    parallelFilesSpin = new QSpinBox(behavior);
+    parallelFilesSpin->setObjectName(u"parallelFilesSpin"_s);
+    parallelFilesSpin->setRange(1, SettingsKeys::maxParallelFiles);
+    parallelFilesSpin->setToolTip(
+        tr("Each file runs its own converter; more at once suits a machine with many cores and memory"));
     auto *behaviorLayout = new QVBoxLayout(behavior);
     behaviorLayout->addWidget(confirmBeforeStartCheck);
+    QHBoxLayout *parallelRow = labelledRow(tr("Convert up to"), parallelFilesSpin);
+    parallelRow->insertWidget(2, new QLabel(tr("files at once")));
+    behaviorLayout->addLayout(parallelRow);
 
     auto *batches = new QGroupBox(tr("Batches"), page);
     skipUpToDateCheck = new QCheckBox(tr("Skip files whose results are already up to date"), batches);
@@ -134,10 +143,25 @@ QWidget *SettingsDialog::buildGeneralTab()
     batchesLayout->addLayout(labelledRow(tr("Then:"), stallActionCombo));
     batchesLayout->addLayout(labelledRow(tr("Lines kept in the log view:"), logViewLinesSpin));
 
+    // Only where converters can be Windows programs on another system.
+    auto *windows = new QGroupBox(tr("Windows converters"), page);
+    wineLauncherEdit = new QLineEdit(windows);
+    wineLauncherEdit->setObjectName(u"wineLauncherEdit"_s);
+    wineLauncherEdit->setPlaceholderText(tr("Wine, found automatically"));
+    wineLauncherEdit->setToolTip(tr("The program that starts the vendor's Windows converters, for example "
+                                    "/usr/bin/wine; leave empty to look for wine, then wine64"));
+    wineLauncherEdit->setMinimumWidth(220);
+    auto *windowsLayout = new QVBoxLayout(windows);
+    windowsLayout->addLayout(labelledRow(tr("Windows converters run with:"), wineLauncherEdit));
+#ifdef Q_OS_WIN
+    windows->hide();
+#endif
+
     auto *layout = new QVBoxLayout(page);
     layout->addWidget(updates);
     layout->addWidget(behavior);
     layout->addWidget(batches);
+    layout->addWidget(windows);
     layout->addStretch(1);
     return page;
 }
@@ -208,6 +232,9 @@ void SettingsDialog::load()
         stallActionCombo->setCurrentIndex(index);
     logViewLinesSpin->setValue(
         settings->value(SettingsKeys::logViewLines(), SettingsKeys::defaultLogViewLines).toInt());
+    parallelFilesSpin->setValue(
+        settings->value(SettingsKeys::parallelFiles(), SettingsKeys::defaultParallelFiles).toInt());
+    wineLauncherEdit->setText(settings->value(SettingsKeys::wineLauncher()).toString());
 }
 
 void SettingsDialog::save()
@@ -226,6 +253,8 @@ void SettingsDialog::save()
     settings->setValue(SettingsKeys::stallMinutes(), stallMinutesSpin->value());
     settings->setValue(SettingsKeys::stallAction(), stallActionCombo->currentData().toString());
     settings->setValue(SettingsKeys::logViewLines(), logViewLinesSpin->value());
+    settings->setValue(SettingsKeys::parallelFiles(), parallelFilesSpin->value());
+    settings->setValue(SettingsKeys::wineLauncher(), wineLauncherEdit->text().trimmed());
 
     // The theme goes first: the tab pulse that settingsChanged re-evaluates picks its grey by theme.
     if (previousTheme != newTheme)

@@ -4,6 +4,7 @@
 
 class QCheckBox;
 class QComboBox;
+class QLineEdit;
 class QSettings;
 class QSpinBox;
 
@@ -39,4 +40,6 @@ private:
     QSpinBox *stallMinutesSpin = nullptr;
     QComboBox *stallActionCombo = nullptr;
     QSpinBox *logViewLinesSpin = nullptr;
+    QSpinBox *parallelFilesSpin = nullptr;
+    QLineEdit *wineLauncherEdit = nullptr;
 };

@@ -28,7 +28,8 @@ int run(int &argc, char **argv, const Options &options)
     QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
     QApplication app(argc, argv);
 
-    const ConverterInfo info = makeRevitConverterInfo(true);
+    const ConverterInfo info =
+        makeConverterInfo(options.edition.isEmpty() ? builtEdition() : options.edition, true);
     QCoreApplication::setApplicationName(info.displayName);
 
     // One settings store and one set of dialogs for the whole session, handed to the window.
@@ -68,6 +69,11 @@ int run(int &argc, char **argv, const Options &options)
     // The window may still wait for its deferred deletion; it goes before the store it uses.
     delete window;
     return exitCode;
+}
+
+QString builtEdition()
+{
+    return QStringLiteral(KVT_EDITION);
 }
 
 QSize splashBox(const QSize &screenSize)

@@ -2,6 +2,7 @@
 
 #include <QPixmap>
 #include <QSize>
+#include <QString>
 #include <QStringList>
 
 #include <functional>
@@ -18,7 +19,12 @@ struct Options
     int minimumSplashMs = 800;
     // Called with the new main window right after it is shown.
     std::function<void(MainWindow *)> windowShown;
+    // The converter to drive, by catalogue id; empty: the edition this program was built as.
+    QString edition;
 };
+
+// The catalogue id of the converter this program was built to drive (CMake's KVT_EDITION).
+QString builtEdition();
 
 // Runs the whole start-up and the event loop; returns the loop's exit code.
 int run(int &argc, char **argv, const Options &options = {});

@@ -10,6 +10,7 @@
 #include "conversion/converteroutput.h"
 #include "conversion/inputfiles.h"
 #include "conversion/preflight.h"
+#include "conversion/winelauncher.h"
 
 #include <QDir>
 #include <QFile>
@@ -220,6 +221,7 @@ bool BatchCommand::check()
     PreflightInput input;
     input.converter = converter;
     input.converterPath = ConversionController::resolveExecutable(converter);
+    input.wineLauncher = WineLauncher::find(commandLine.wine);
     input.options = options;
     input.files = files;
     input.outputDir = outputDir;
@@ -246,6 +248,7 @@ void BatchCommand::run()
 {
     controller->setConverter(converter);
     controller->setMaxParallel(commandLine.jobs);
+    controller->setWineLauncher(WineLauncher::find(commandLine.wine));
     controller->setStallLimit(qint64(commandLine.stallMinutes) * 60000,
                               ConversionController::stallActionFromName(commandLine.stallAction));
     connect(controller, &ConversionController::fileStarted, this,

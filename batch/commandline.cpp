@@ -71,6 +71,10 @@ void addOptions(QCommandLineParser &parser)
          BatchCommandLine::tr("Report a converter silent for M minutes (default 10, 0 = never)."), u"m"_s},
         {u"stall-action"_s, BatchCommandLine::tr("Then: warn (default), skip the file, or stop the batch."),
          u"action"_s},
+        {u"wine"_s,
+         BatchCommandLine::tr("Program that starts Windows converters (default: wine or wine64 on the PATH, "
+                              "else /usr/lib/wine/wine64)."),
+         u"path"_s},
         {u"dry-run"_s, BatchCommandLine::tr("Print each file's converter command line, one argument a line; "
                                             "run nothing.")},
         {u"resume"_s, BatchCommandLine::tr("Continue the last interrupted batch (of this --shard, in this "
@@ -221,6 +225,7 @@ BatchCommandLine BatchCommandLine::parse(const QStringList &arguments)
     line.skipUpToDate = parser.isSet(u"skip-up-to-date"_s);
     line.reportPath = parser.value(u"report"_s);
     line.batchDir = parser.value(u"batch-dir"_s);
+    line.wine = parser.value(u"wine"_s);
 
     if (parser.isSet(u"resume"_s)) {
         line.action = Action::Resume;

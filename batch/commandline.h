@@ -47,6 +47,8 @@ public:
     bool quiet = false;
     QString reportPath;
     std::optional<BatchShard> shard;
+    // The Wine launcher chosen (as in Preferences); empty: looked for as the window does.
+    QString wine;
     // Where the batches' journals, logs and reports go; empty: the program's data folder.
     QString batchDir;
     // --merge-reports: the merged report and the parts' reports.

@@ -54,6 +54,16 @@ inline QString logViewLines()
 {
     return QStringLiteral("global/logViewLines");
 }
+// How many converters run at once.
+inline QString parallelFiles()
+{
+    return QStringLiteral("global/parallelFiles");
+}
+// The program that starts Windows converters on other systems; empty: Wine is looked for.
+inline QString wineLauncher()
+{
+    return QStringLiteral("global/wineLauncher");
+}
 inline QString defaultInputDir()
 {
     return QStringLiteral("default_input_dir");
@@ -98,6 +108,8 @@ inline QString defaultStallAction()
     return QStringLiteral("warn");
 }
 inline constexpr int defaultLogViewLines = 200000;
+inline constexpr int defaultParallelFiles = 1;
+inline constexpr int maxParallelFiles = 16;
 
 // Organisation of the settings store; the application name is the converter's display name.
 inline QString organisationName()

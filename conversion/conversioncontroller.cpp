@@ -2,6 +2,7 @@
 
 #include "conversion/converteroutput.h"
 #include "conversion/processgroup.h"
+#include "conversion/winelauncher.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -60,6 +61,8 @@ struct ConversionController::Run
     // Cleared when the file ends, is skipped or the run stops: work for it is then dropped.
     bool active = true;
     bool stallReported = false;
+    // Started through Wine in a prefix it makes now: its setup lines go to the file's log only.
+    bool wineSetup = false;
     QElapsedTimer lastActivity;
     qint64 percent = 0;
     int exitCode = 0;
@@ -295,7 +298,14 @@ void ConversionController::startFile(ConversionOptions entry)
         if (const RunPtr r = weak.lock())
             processError(r, error);
     });
-    process->start(program, arguments, QIODevice::ReadWrite);
+    const WineLauncher::Command command =
+        WineLauncher::command(program, arguments, wineLauncher, QProcessEnvironment::systemEnvironment());
+    if (!command.notice.isEmpty()) {
+        appendLogLine(*run, command.notice);
+        run->wineSetup = true;
+    }
+    process->setProcessEnvironment(command.environment);
+    process->start(command.program, command.arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
     if (run->process)
         run->process->closeWriteChannel();
@@ -492,6 +502,10 @@ void ConversionController::handleLine(Run &run, QByteArrayView bytes)
     const QStringView line(logBuffer.constData() + textStart, length);
     if (run.log.isOpen())
         run.log.write(withoutEscapes(line).toUtf8() + '\n');
+    if (run.wineSetup && WineLauncher::isSetupChatter(line)) {
+        logBuffer.resize(start);
+        return;
+    }
 
     // Matched after it is in the log, so a receiver that skips or stops still finds the
     // line in the flushed log.

@@ -46,6 +46,8 @@ public:
     // How many converters run at once, from the next start on (clamped to 1..16).
     void setMaxParallel(int count);
     int maxParallel() const { return parallelLimit; }
+    // The launcher that starts Windows converters (see WineLauncher); empty: none.
+    void setWineLauncher(const QString &launcher) { wineLauncher = launcher; }
 
     void start(const QStringList &files, const ConversionOptions &options, const QString &outputDir);
     void stop();
@@ -139,6 +141,7 @@ private:
     bool isLive(const Run &run) const;
 
     ConverterInfo converter;
+    QString wineLauncher;
     QList<ConversionOptions> queue;
     // How many files at the front of the queue are there by convertNext, in the order asked.
     qsizetype requestedNext = 0;

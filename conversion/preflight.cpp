@@ -1,6 +1,7 @@
 #include "conversion/preflight.h"
 
 #include "common/formatting.h"
+#include "conversion/winelauncher.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -47,7 +48,17 @@ PreflightResult Preflight::check(const PreflightInput &input)
                                 tr("The converter %1 cannot be started: the file does not exist.")
                                     .arg(QDir::toNativeSeparators(input.converterPath)),
                                 {input.converterPath}});
-    else if (!converter.isExecutable())
+    else if (WineLauncher::needsWine(input.converterPath)) {
+        // Wine reads the program itself, so it need not be executable; without Wine the run
+        // could only fail file after file.
+        if (input.wineLauncher.isEmpty())
+            result.findings.append({PreflightFinding::Kind::ConverterUnusable,
+                                    true,
+                                    tr("%1 is a Windows program. Install Wine to run it on this system "
+                                       "(Debian: apt install wine).")
+                                        .arg(converter.fileName()),
+                                    {input.converterPath}});
+    } else if (!converter.isExecutable())
         result.findings.append({PreflightFinding::Kind::ConverterUnusable,
                                 true,
                                 tr("The converter %1 cannot be started: it is not executable.")

@@ -14,6 +14,8 @@ struct PreflightInput
     ConverterInfo converter;
     // The converter program that would be started.
     QString converterPath;
+    // The launcher that would start a Windows converter; empty: none was found.
+    QString wineLauncher;
     ConversionOptions options;
     // Absolute paths of the files to convert, in order.
     QStringList files;
@@ -46,7 +48,8 @@ struct PreflightResult
 
 // The checks made before anything runs: inputs that would write the same result file,
 // an output folder that cannot be written or is short of space, inputs that are gone, a
-// converter that cannot start, and (when asked) results that are already up to date.
+// converter that cannot start (also a Windows converter where there is no Wine), and (when asked) results
+// that are already up to date.
 class Preflight
 {
     Q_DECLARE_TR_FUNCTIONS(Preflight)

@@ -118,7 +118,11 @@ BatchPanel::BatchPanel(Dialogs *dialogs, QWidget *parent)
     clockTimer.setInterval(1000);
     connect(&clockTimer, &QTimer::timeout, this, &BatchPanel::writeClock);
     connect(clearButton, &QPushButton::clicked, this, &BatchPanel::clearFiles);
-    connect(skipButton, &QPushButton::clicked, this, &BatchPanel::skipCurrentRequested);
+    connect(skipButton, &QPushButton::clicked, this, &BatchPanel::onSkipClicked);
+    connect(tableWidget, &QTableWidget::itemSelectionChanged, this, [this] {
+        if (severalRunning)
+            updateSkipButton();
+    });
     connect(tableWidget, &QTableWidget::cellClicked, this, &BatchPanel::onCellClicked);
     connect(tableWidget, &QTableWidget::customContextMenuRequested, this,
             &BatchPanel::onContextMenuRequested);
@@ -451,8 +455,9 @@ void BatchPanel::setFiles(const QFileInfoList &newFiles)
 void BatchPanel::startBatch()
 {
     running = true;
-    skipButton->show();
     buildRows();
+    updateSkipButton();
+    skipButton->show();
     batchClock.start();
     clockTimer.start();
     durationLabel->setText(tr("Duration: %1").arg(u"00:00"_s));
@@ -503,6 +508,42 @@ void BatchPanel::onFileStarted(int, int, const QString &filePath)
     writeStatus(i);
     records[i].timer.start();
     tableWidget->scrollToItem(records.at(i).nameItem);
+    updateSkipButton();
+}
+
+QStringList BatchPanel::selectedRunningPaths() const
+{
+    QStringList paths;
+    for (const int row : selectedRows()) {
+        const int i = fileIndexOfRow(row);
+        if (inRange(i) && records.at(i).status == FileStatus::Running)
+            paths.append(records.at(i).file.absoluteFilePath());
+    }
+    return paths;
+}
+
+void BatchPanel::updateSkipButton()
+{
+    severalRunning = std::count_if(records.cbegin(), records.cend(), [](const FileRecord &record) {
+                         return record.status == FileStatus::Running;
+                     }) > 1;
+    if (!severalRunning) {
+        skipButton->setText(tr("Skip Current"));
+        skipButton->setToolTip(tr("Skip the currently running file and continue with the next"));
+        skipButton->setEnabled(true);
+        return;
+    }
+    skipButton->setText(tr("Skip"));
+    skipButton->setToolTip(tr("Skip the selected running files and continue with the next"));
+    skipButton->setEnabled(!selectedRunningPaths().isEmpty());
+}
+
+void BatchPanel::onSkipClicked()
+{
+    if (severalRunning)
+        Q_EMIT skipFilesRequested(selectedRunningPaths());
+    else
+        Q_EMIT skipCurrentRequested();
 }
 
 void BatchPanel::onFileFinished(int, int exitCode, const QString &filePath)
@@ -517,6 +558,7 @@ void BatchPanel::onFileFinished(int, int exitCode, const QString &filePath)
     // moves the row on that write.
     QTableWidgetItem *duration = cell(i, DurationColumn);
     writeStatus(i);
+    updateSkipButton();
     if (record.timer.isValid() && duration) {
         const QString text = formatDuration(record.timer.elapsed());
         tableWidget->aboutToSetText(duration, DurationColumn, text);

@@ -80,6 +80,8 @@ public:
 Q_SIGNALS:
     void jumpToLogError(const QString &filename);
     void skipCurrentRequested();
+    // While several files run: skip these running files.
+    void skipFilesRequested(const QStringList &filePaths);
     void fileExcludedDuringConversion(const QString &filePath);
     void activeFilesChanged();
     void convertNextRequested(const QString &filePath);
@@ -130,6 +132,10 @@ private:
     void writeDuration(int fileIndex, const QString &text);
     void writeClock();
     void startBatch();
+    // "Skip Current" while one file runs; "Skip" for the selected running rows while more do.
+    void updateSkipButton();
+    void onSkipClicked();
+    QStringList selectedRunningPaths() const;
     void endBatch();
     void rebuildPathIndex();
     bool inRange(int fileIndex) const { return fileIndex >= 0 && fileIndex < records.size(); }
@@ -153,6 +159,7 @@ private:
     QList<QAction *> ownerActions;
     bool running = false;
     bool allowRemove = false;
+    bool severalRunning = false;
     QElapsedTimer batchClock;
     QTimer clockTimer;
 };

@@ -248,9 +248,10 @@ void tst_BatchCommand::exitCodes_data()
     QTest::addRow("two inputs, one result file")
         << Files{{u"m/A/House.rvt"_s, ""}, {u"m/B/House.rvt"_s, ""}}
         << toOut + QStringList{u"--recursive"_s, u"{dir}/m"_s} << 3 << u"refused"_s;
-    QTest::addRow("converter not installed")
-        << Files{{u"m/a.dwg"_s, ""}} << toOut + QStringList{u"--converter"_s, u"dwg"_s, u"{dir}/m"_s} << 3
-        << u"DwgExporter"_s;
+    QTest::addRow("output folder cannot be written")
+        << Files{{u"m/a.rvt"_s, ""}, {u"blocked"_s, "a file, not a folder"}}
+        << QStringList{u"-o"_s, u"{dir}/blocked/out"_s, u"--batch-dir"_s, u"{dir}/bd"_s, u"{dir}/m"_s} << 3
+        << u"refused"_s;
 }
 
 void tst_BatchCommand::exitCodes()

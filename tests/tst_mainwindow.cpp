@@ -21,6 +21,7 @@
 #include <QSignalSpy>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -71,6 +72,7 @@ private Q_SLOTS:
     void openPaths();
     void openFileKeepsFolderModeAndFoldersAreRemembered();
     void convertNextRunsInTheOrderAsked();
+    void twoFilesAtOnce();
     void unwritableSettingsAreReportedOnce();
 
 private:
@@ -474,6 +476,44 @@ void TestMainWindow::convertNextRunsInTheOrderAsked()
         order.append(QFileInfo(arguments.at(2).toString()).fileName());
     QCOMPARE(order, (QStringList{u"a.rvt"_s, u"e.rvt"_s, u"d.rvt"_s, u"c.rvt"_s}));
     QCOMPARE(batch()->statusOf(1), FileStatus::Disabled);
+}
+
+void TestMainWindow::twoFilesAtOnce()
+{
+    settings->setValue(SettingsKeys::parallelFiles(), 2);
+    makeWindow();
+    openScripts(
+        {{u"a.rvt"_s, hangs}, {u"b.rvt"_s, hangs}, {u"c.rvt"_s, quickSuccess}, {u"d.rvt"_s, quickSuccess}});
+    window->onStartRequested();
+    QVERIFY(waitUntilRunning(0) && waitUntilRunning(1));
+    // Disabled while two run: the totals shown change with the next file that starts.
+    batch()->disableFile(3);
+    QTRY_COMPARE(window->windowTitle().remove(QRegularExpression(u"^\\[\\d+%\\] "_s)),
+                 u"KVT Revit Community - Files 1–2 of 4"_s);
+    QVERIFY(clockless(progressText()->text()).startsWith(u"Files 1–2 of 4: 2 running — "_s));
+
+    // With two running, the button skips the selected running rows only.
+    QPushButton *skip = button(u"batchSkipButton"_s);
+    QCOMPARE(skip->text(), u"Skip"_s);
+    QVERIFY(!skip->isEnabled());
+    batch()->findChild<QTableWidget *>()->selectRow(1);
+    QVERIFY(skip->isEnabled());
+    skip->click();
+    // c takes b's place and converts; then a runs alone and the button is the usual one again.
+    QTRY_COMPARE_WITH_TIMEOUT(batch()->statusOf(2), FileStatus::Done, 10000);
+    QCOMPARE(skip->text(), u"Skip Current"_s);
+    QTRY_VERIFY(window->findChild<QLabel *>(u"timeLeftLabel"_s)->isVisible());
+    skip->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!window->isRunning(), 10000);
+
+    QCOMPARE(statuses(), (QList<FileStatus>{FileStatus::Skipped, FileStatus::Skipped, FileStatus::Done,
+                                            FileStatus::Disabled}));
+    QCOMPARE(progressText()->text(), u"1 succeeded, 2 skipped."_s);
+    QVERIFY(window->findChild<QLabel *>(u"timeLeftLabel"_s)->isHidden());
+    // Each line names its file while two run.
+    const QString text = log()->plainText();
+    QVERIFY2(text.contains(u"[a.rvt] [Stage] Waiting"_s) && text.contains(u"[c.rvt] Progress: 50%"_s),
+             qPrintable(text));
 }
 
 void TestMainWindow::unwritableSettingsAreReportedOnce()

@@ -49,8 +49,12 @@ void tst_SettingsDialog::okSavesEachControl_data()
     QTest::addRow("frame rate") << u"blinkingFpsSpin"_s << u"blinkingFps"_s << QVariant(45) << false;
     QTest::addRow("skip up to date") << u"skipUpToDateCheck"_s << u"skipUpToDate"_s << on << false;
     QTest::addRow("stall minutes") << u"stallMinutesSpin"_s << u"stallMinutes"_s << QVariant(0) << false;
-    QTest::addRow("stall action") << u"stallActionCombo"_s << u"stallAction"_s << QVariant(u"skip"_s) << false;
+    QTest::addRow("stall action") << u"stallActionCombo"_s << u"stallAction"_s << QVariant(u"skip"_s)
+                                  << false;
     QTest::addRow("log lines") << u"logViewLinesSpin"_s << u"logViewLines"_s << QVariant(50000) << false;
+    QTest::addRow("files at once") << u"parallelFilesSpin"_s << u"parallelFiles"_s << QVariant(3) << false;
+    QTest::addRow("wine launcher") << u"wineLauncherEdit"_s << u"wineLauncher"_s
+                                   << QVariant(u"/opt/wine-staging/bin/wine"_s) << false;
 }
 
 void tst_SettingsDialog::okSavesEachControl()

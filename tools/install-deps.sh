@@ -10,11 +10,13 @@ packages=(
     fonts-lato fonts-dejavu-core
     aha
 )
-# The test suite also compiles the Windows-only files with MinGW, compares the log
-# benchmark with aha, asks a stand-in desktop portal on a private dbus-daemon and runs a
-# batch split in parts under GNU parallel; the program alone needs none of them.
+# The test suite also compiles the Windows-only files with MinGW, runs the fake converter
+# built as a Windows program through Wine (wine64 alone, without its recommends, is enough),
+# compares the log benchmark with aha, asks a stand-in desktop portal on a private
+# dbus-daemon and runs a batch split in parts under GNU parallel; the program alone needs
+# none of them.
 if [ "${1:-}" = "--tests" ]; then
-    packages+=(g++-mingw-w64-x86-64 dbus-daemon parallel)
+    packages+=(g++-mingw-w64-x86-64 wine64 dbus-daemon parallel)
 fi
 
 missing=()

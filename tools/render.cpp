@@ -13,6 +13,8 @@
 //   progress  the log view with colours and a search, the Files table with every file status
 //   dialogs   preferences, update notice, About, keyboard shortcuts and the File menu
 //   batch     the checks refusing a batch before it runs, and the offer to resume one
+//   editions  every edition's window after a run of the demo folder (the IFC and DWG ones are
+//             in docs/screenshots/)
 //
 // Pictures go to FOLDER (default screenshots/) as NAME-THEME.png, with @2x at --scale 2; the
 // demo folder defaults to demo/ of the current folder. From the source tree, the README's:
@@ -49,10 +51,12 @@
 #include <QFont>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QSettings>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -195,11 +199,11 @@ bool copyFolder(const QString &from, const QString &to)
 // another), its results going beside the inputs.
 struct DemoWindow
 {
-    DemoWindow(Context &context, bool dark)
-        : w(context, makeRevitConverterInfo(true), dark)
+    DemoWindow(Context &context, bool dark, const ConverterInfo &converter = makeRevitConverterInfo(true))
+        : w(context, converter, dark)
     {
         const QString input = work.filePath(u"demo"_s);
-        if (!QFileInfo::exists(ConversionController::resolveExecutable(makeRevitConverterInfo(true))))
+        if (!QFileInfo::exists(ConversionController::resolveExecutable(converter)))
             complain(u"the demo converter is missing; build the target fakeconverter"_s);
         else if (!copyFolder(context.demoFolder, input))
             complain(u"cannot copy the demo folder "_s + context.demoFolder);
@@ -259,6 +263,37 @@ void renderStop(Context &context, const Camera &camera, bool dark)
     demo.w.tabs->setCurrentIndex(0);
     window->onStopRequested();
     camera.shoot(window, u"mainwindow-stopped"_s, windowSize);
+}
+
+// Every edition's window after a run of the demo folder, which holds files for each.
+void renderEditions(Context &context, const Camera &camera, bool dark)
+{
+    const QString name = QCoreApplication::applicationName();
+    for (const QString &id : {u"revit"_s, u"ifc"_s, u"dwg"_s, u"dgn"_s, u"rvt2ifc"_s}) {
+        // As start-up does; temporary folders, shown in the input field, are named after it.
+        QCoreApplication::setApplicationName(makeConverterInfo(id, true).displayName);
+        DemoWindow demo(context, dark, makeConverterInfo(id, true));
+        if (!demo.ready)
+            break;
+        MainWindow *window = demo.w.window.get();
+        // The Revit files include the long one made for trying Stop; it is skipped here.
+        demo.w.window->onStartRequested();
+        const bool ended = waitFor(
+            [&] {
+                if (auto *skip = demo.w.find<QPushButton>(u"batchSkipButton"_s);
+                    skip && skip->isEnabled() &&
+                    demo.w.find<QLabel>(u"progressTextLabel"_s)->text().contains(u"Parking"_s))
+                    skip->click();
+                return !window->isRunning();
+            },
+            60000);
+        if (!ended)
+            complain(u"the demo conversion of the "_s + id + u" edition did not end"_s);
+        settle(600);
+        demo.w.tabs->setCurrentIndex(2);
+        camera.shoot(window, u"edition-"_s + id, windowSize);
+    }
+    QCoreApplication::setApplicationName(name);
 }
 
 void renderPanels(Context &context, const Camera &camera, bool dark)
@@ -476,16 +511,68 @@ void renderBatch(Context &context, const Camera &camera, bool dark)
     shootLastChoice(u"batch-resume"_s);
 }
 
+// Three files at once, part-way through a batch of eight: log lines tagged by file, the
+// files' range in the run bar and the time left beside it.
+void renderParallel(Context &context, const Camera &camera, bool dark)
+{
+    Window w(context, makeRevitConverterInfo(true), dark);
+    w.settings.setValue(SettingsKeys::parallelFiles(), 3);
+    const QDir folder(context.scratch.filePath(u"parallel-%1"_s.arg(dark)));
+    QDir().mkpath(folder.path());
+    const QStringList names{u"Tower A"_s, u"Tower B"_s,     u"Podium"_s, u"Car park"_s,
+                            u"Canteen"_s, u"Sports hall"_s, u"Annex"_s,  u"Bridge"_s};
+    QStringList models;
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        QFile file(folder.filePath(u"%1 %2.rvt"_s.arg(i + 1, 2, 10, QChar(u'0')).arg(names.at(i))));
+        QByteArray script = "started Loading model\n";
+        // Uneven steps so the three never move in lockstep.
+        const int pause = 150 + static_cast<int>(i % 3) * 120;
+        for (int step = 1; step <= 10; ++step) {
+            if (step == 3)
+                script += "stage Exporting geometry\n";
+            if (step == 8)
+                script += "stage Writing spreadsheet\n";
+            script +=
+                "progress " + QByteArray::number(step * 10) + "\nsleep " + QByteArray::number(pause) + "\n";
+        }
+        if (i == 4)
+            script += "warning 12 elements have no geometry\n";
+        if (file.open(QIODevice::WriteOnly))
+            file.write(script);
+        models.append(file.fileName());
+    }
+    w.window->openPaths(models);
+    w.find<OutputPanel>()->setOutputDir(folder.filePath(u"Results"_s));
+    w.window->onStartRequested();
+    auto *timeLeft = w.find<QLabel>(u"timeLeftLabel"_s);
+    auto *batch = w.find<BatchPanel>();
+    const auto runningCount = [batch] {
+        int running = 0;
+        for (int i = 0; i < batch->fileCount(); ++i)
+            running += batch->statusOf(i) == FileStatus::Running;
+        return running;
+    };
+    if (!waitFor([&] { return timeLeft->isVisible() && runningCount() == 3; }, 30000))
+        complain(u"three files never ran at once"_s);
+    settle(200);
+    camera.shoot(w.window.get(), u"parallel-log"_s, windowSize);
+    w.tabs->setCurrentIndex(2);
+    settle(100);
+    camera.shoot(w.window.get(), u"parallel-files"_s, windowSize);
+    w.window->onStopRequested();
+}
+
 using Screen = void (*)(Context &, const Camera &, bool dark);
-const QList<QPair<QString, Screen>> screens{{u"run"_s, renderRun},           {u"stop"_s, renderStop},
-                                            {u"panels"_s, renderPanels},     {u"online"_s, renderOnline},
-                                            {u"progress"_s, renderProgress}, {u"dialogs"_s, renderDialogs},
-                                            {u"batch"_s, renderBatch}};
+const QList<QPair<QString, Screen>> screens{
+    {u"run"_s, renderRun},       {u"stop"_s, renderStop},         {u"panels"_s, renderPanels},
+    {u"online"_s, renderOnline}, {u"progress"_s, renderProgress}, {u"dialogs"_s, renderDialogs},
+    {u"batch"_s, renderBatch},   {u"editions"_s, renderEditions}, {u"parallel"_s, renderParallel}};
 
 int usage()
 {
-    std::fprintf(stderr, "usage: render [--out FOLDER] [--theme light|dark|both] [--demo FOLDER] "
-                         "[--scale FACTOR] [run|stop|panels|online|progress|dialogs|batch ...]\n");
+    std::fprintf(stderr,
+                 "usage: render [--out FOLDER] [--theme light|dark|both] [--demo FOLDER] "
+                 "[--scale FACTOR] [run|stop|panels|online|progress|dialogs|batch|editions|parallel ...]\n");
     return 2;
 }
 

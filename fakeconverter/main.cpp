@@ -1,6 +1,7 @@
 // A stand-in for a real converter, for the tests and for trying the program without one.
-// It is built as kavantolibs/RvtExporter.exe and is deliberately plain C++ (no Qt), so it
-// starts in about a millisecond.
+// It is built as kavantolibs/RvtExporter.exe (and under the other converters' names) and is
+// deliberately plain C++ (no Qt), so it starts in about a millisecond. Where MinGW-w64 is
+// found it is also built as a Windows program, which the tests run through Wine.
 //
 // Usage: RvtExporter.exe <input file> [arguments...]
 //   No arguments: prints a message and exits with 8. A missing input file: prints a
@@ -11,6 +12,11 @@
 // behaves like a quick successful conversion: stages, progress, a warning, the output
 // files written, exit code 0. Otherwise the commands run in order and the program exits
 // with 0 after the last one, unless a command ends it earlier.
+//
+// Like a real converter, it writes its results beside the input when no --output-...= path
+// is given, named as the front end's command line would name them ("House.rvt" gives
+// "House_rvt.xlsx"); which results depends on the name it was started under, as each
+// converter writes its own formats.
 //
 //   progress <number>     prints "Progress: <number>%"
 //   stage <text>          prints "[Stage] <text>"
@@ -32,7 +38,8 @@
 //   pipesize <bytes>      asks for a larger pipe on standard output (Linux), so that much
 //                         output can wait unread after the program has ended
 //   outputs               writes a small file at every path given as --output-...=<path>
-//                         or --output=<path>
+//                         or --output=<path>, or beside the input when none is given
+//   arguments             prints every argument on a line of its own as "[ARG] <argument>"
 //   hang                  waits until killed (or until its parent is gone)
 //   spawn                 starts a helper process that sleeps until killed, and prints
 //                         "[CHILD] <pid>" (not on Windows)
@@ -46,13 +53,17 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
-#ifndef _WIN32
+#ifdef _WIN32
+// Also declares CommandLineToArgvW.
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <unistd.h>
 #endif
@@ -100,7 +111,18 @@ long long toNumber(std::string_view text, long long fallback)
 
 void sleepMs(long long ms)
 {
+#ifdef _WIN32
+    // MinGW's default thread model has no std::this_thread.
+    ::Sleep(static_cast<DWORD>(std::max(ms, 0LL)));
+#else
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+#endif
+}
+
+// Paths arrive and are printed as UTF-8; on Windows the file functions need them wide.
+std::filesystem::path toPath(std::string_view utf8)
+{
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
 }
 
 bool parentIsGone([[maybe_unused]] long originalParent)
@@ -216,28 +238,86 @@ void spawnSleeper()
 #endif
 }
 
-void writeOutputs(const std::vector<std::string_view> &arguments)
+void writeFile(const std::string &path)
 {
+    std::ofstream out(toPath(path), std::ios::binary);
+    if (!out) {
+        writeLine("[ERROR] Cannot write " + path);
+        return;
+    }
+    out << "test output\n";
+    writeLine("[INFO] Written " + path);
+}
+
+bool hasArgument(const std::vector<std::string> &arguments, std::string_view wanted)
+{
+    return std::find(arguments.begin(), arguments.end(), wanted) != arguments.end();
+}
+
+std::string lowerCase(std::string_view text)
+{
+    std::string out(text);
+    for (char &c : out) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+// The result extensions of the converter this program was started as, in the order the
+// front end names them on the command line.
+std::vector<std::string> resultExtensions(std::string_view programName,
+                                          const std::vector<std::string> &arguments)
+{
+    const std::size_t slash = programName.find_last_of("/\\");
+    const std::string name =
+        lowerCase(slash == std::string_view::npos ? programName : programName.substr(slash + 1));
+    if (name.rfind("rvt2ifc", 0) == 0)
+        return {".ifc"};
+    std::vector<std::string> extensions;
+    const bool geometry = name.rfind("dwg", 0) != 0 && name.rfind("dgn", 0) != 0;
+    if (geometry && !hasArgument(arguments, "--skip-dae"))
+        extensions.push_back(".dae");
+    if (!hasArgument(arguments, "--skip-xlsx"))
+        extensions.push_back(".xlsx");
+    return extensions;
+}
+
+// Results named by the front end's rule: the input's folder, its name without the last
+// suffix, "_" and the lower-cased suffix.
+void writeBesideInput(std::string_view programName, const std::vector<std::string> &arguments)
+{
+    const std::string &input = arguments.front();
+    const std::size_t slash = input.find_last_of("/\\");
+    const std::string folder = slash == std::string::npos ? std::string() : input.substr(0, slash + 1);
+    const std::string file = slash == std::string::npos ? input : input.substr(slash + 1);
+    const std::size_t dot = file.rfind('.');
+    std::string stem = file.substr(0, dot);
+    if (dot != std::string::npos && dot + 1 < file.size())
+        stem += "_" + lowerCase(file.substr(dot + 1));
+    for (const std::string &extension : resultExtensions(programName, arguments))
+        writeFile(folder + stem + extension);
+}
+
+void writeOutputs(std::string_view programName, const std::vector<std::string> &arguments)
+{
+    bool named = false;
     for (const std::string_view arg : arguments) {
         if (arg.rfind("--output", 0) != 0)
             continue;
         const std::size_t eq = arg.find('=');
         if (eq == std::string_view::npos)
             continue;
-        const std::string path(arg.substr(eq + 1));
-        std::ofstream out(path, std::ios::binary);
-        if (!out) {
-            writeLine("[ERROR] Cannot write " + path);
-            continue;
-        }
-        out << "test output\n";
-        writeLine("[INFO] Written " + path);
+        named = true;
+        writeFile(std::string(arg.substr(eq + 1)));
     }
+    if (!named)
+        writeBesideInput(programName, arguments);
 }
 
-void defaultConversion(const std::vector<std::string_view> &arguments)
+void defaultConversion(std::string_view programName, const std::vector<std::string> &arguments)
 {
-    writeLine("RvtExporter (test converter) 1.0");
+    writeLine("KVT demo converter 1.0: no real model is read");
     writeLine("---- Started Loading model ...");
     writeLine("Progress: 0%");
     writeLine("[Stage] Reading elements");
@@ -247,7 +327,7 @@ void defaultConversion(const std::vector<std::string_view> &arguments)
     writeLine("Progress: 62.5%");
     writeLine("[Stage] Writing spreadsheet");
     writeLine("Progress: 100%");
-    writeOutputs(arguments);
+    writeOutputs(programName, arguments);
     writeLine("\x1b[32mConversion finished.\x1b[0m");
 }
 
@@ -263,8 +343,8 @@ void burnCpu(long long ms)
 }
 
 // Runs one script line; returns false when the program should end with exitCode.
-bool runCommand(std::string_view command, std::string_view rest,
-                const std::vector<std::string_view> &arguments, int &exitCode)
+bool runCommand(std::string_view command, std::string_view rest, std::string_view programName,
+                const std::vector<std::string> &arguments, int &exitCode)
 {
     if (command == "progress") {
         writeLine("Progress: " + std::string(rest) + "%");
@@ -297,7 +377,10 @@ bool runCommand(std::string_view command, std::string_view rest,
     } else if (command == "pipesize") {
         setPipeSize(toNumber(rest, 0));
     } else if (command == "outputs") {
-        writeOutputs(arguments);
+        writeOutputs(programName, arguments);
+    } else if (command == "arguments") {
+        for (const std::string &argument : arguments)
+            writeLine("[ARG] " + argument);
     } else if (command == "hang") {
         const long parent = parentId();
         while (!parentIsGone(parent))
@@ -324,9 +407,9 @@ bool runCommand(std::string_view command, std::string_view rest,
 bool isCommand(std::string_view command)
 {
     static constexpr std::string_view commands[] = {
-        "progress", "stage", "started", "print",       "error",      "warning", "stderr",
-        "sleep",    "flood", "nobreak", "invalidutf8", "crprogress", "outputs", "pipesize",
-        "hang",     "crash", "exit",    "spawn",       "readstdin",  "burn"};
+        "progress", "stage", "started", "print",       "error",      "warning",   "stderr",
+        "sleep",    "flood", "nobreak", "invalidutf8", "crprogress", "outputs",   "pipesize",
+        "hang",     "crash", "exit",    "spawn",       "readstdin",  "arguments", "burn"};
     for (const std::string_view c : commands) {
         if (c == command)
             return true;
@@ -341,19 +424,43 @@ std::string_view stripLineEnd(std::string_view line)
     return line;
 }
 
+// The arguments as UTF-8. A Windows program's narrow arguments are in the ANSI code page,
+// which cannot hold every file name, so there they are read wide and converted.
+std::vector<std::string> utf8Arguments([[maybe_unused]] int argc, [[maybe_unused]] char **argv)
+{
+    std::vector<std::string> arguments;
+#ifdef _WIN32
+    int count = 0;
+    wchar_t **wide = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+    for (int i = 0; wide && i < count; ++i) {
+        const int size = ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, nullptr, 0, nullptr, nullptr);
+        std::string text(static_cast<std::size_t>(std::max(size, 1)), '\0');
+        ::WideCharToMultiByte(CP_UTF8, 0, wide[i], -1, text.data(), size, nullptr, nullptr);
+        text.resize(std::strlen(text.c_str()));
+        arguments.push_back(std::move(text));
+    }
+    ::LocalFree(wide);
+#else
+    arguments.assign(argv, argv + argc);
+#endif
+    return arguments;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc < 2) {
+    std::vector<std::string> arguments = utf8Arguments(argc, argv);
+    if (arguments.size() < 2) {
         writeLine("[ERROR] No arguments provided.");
         return 8;
     }
-    const std::vector<std::string_view> arguments(argv + 1, argv + argc);
+    const std::string programName = arguments.front();
+    arguments.erase(arguments.begin());
 
-    std::ifstream file(argv[1], std::ios::binary);
+    std::ifstream file(toPath(arguments.front()), std::ios::binary);
     if (!file) {
-        writeLine("\x1b[31m[ERROR]\x1b[0m Input file not found: " + std::string(argv[1]));
+        writeLine("\x1b[31m[ERROR]\x1b[0m Input file not found: " + arguments.front());
         return 1;
     }
     file.seekg(0, std::ios::end);
@@ -381,12 +488,12 @@ int main(int argc, char **argv)
     }
 
     if (commands.empty()) {
-        defaultConversion(arguments);
+        defaultConversion(programName, arguments);
         return 0;
     }
     int exitCode = 0;
     for (const auto &[command, text] : commands) {
-        if (!runCommand(command, text, arguments, exitCode))
+        if (!runCommand(command, text, programName, arguments, exitCode))
             break;
     }
     std::fflush(stdout);
