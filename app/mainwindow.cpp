@@ -769,9 +769,7 @@ void MainWindow::runFiles(const QFileInfoList &files, const QStringList &upToDat
     const QString stallAction =
         settings->value(SettingsKeys::stallAction(), SettingsKeys::defaultStallAction()).toString();
     controller->setStallLimit(qint64(stallMinutes) * 60000,
-                              stallAction == u"skip"   ? ConversionController::StallAction::Skip
-                              : stallAction == u"stop" ? ConversionController::StallAction::Stop
-                                                       : ConversionController::StallAction::Warn);
+                              ConversionController::stallActionFromName(stallAction));
     controller->setWineLauncher(wineLauncher());
     const QStringList paths = absolutePaths(files);
     // The view keeps the newest lines; the whole run's log goes to the batch folder, which

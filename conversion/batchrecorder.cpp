@@ -49,12 +49,23 @@ void BatchRecorder::exclude(const QString &path)
 
 void BatchRecorder::stop()
 {
+    markRunningStopped();
+    finish(u"Canceled"_s);
+}
+
+void BatchRecorder::interrupt()
+{
+    markRunningStopped();
+    finish(u"Canceled"_s, true);
+}
+
+void BatchRecorder::markRunningStopped()
+{
     for (const QString &path : std::as_const(running)) {
         if (!outcomes.contains(path))
             outcomes.insert(path, {ExitMarker::Stopped, u"Stopped"_s, tr("Stopped by user."),
                                    startedAt.value(path).elapsed()});
     }
-    finish(u"Canceled"_s);
 }
 
 void BatchRecorder::onFileStarted(int, int, const QString &filePath)
@@ -118,12 +129,13 @@ QList<BatchReportRow> BatchRecorder::rows() const
     return rows;
 }
 
-void BatchRecorder::finish(const QString &unfinishedStatus)
+void BatchRecorder::finish(const QString &unfinishedStatus, bool resumable)
 {
     if (!recording)
         return;
     recording = false;
-    journal.end();
+    if (!resumable)
+        journal.end();
     QList<BatchReportRow> report = rows();
     for (BatchReportRow &row : report) {
         if (row.status == u"Pending")

@@ -31,6 +31,9 @@ public:
     void exclude(const QString &path);
     // The user stopped the batch: the running file is stopped and the rest canceled.
     void stop();
+    // The program is being ended (a signal): like stop, but the journal stays open-ended, so
+    // the files that did not finish can be resumed.
+    void interrupt();
 
     bool isRecording() const { return recording; }
     QString folder() const { return journal.folder(); }
@@ -44,7 +47,8 @@ Q_SIGNALS:
 private:
     void onFileStarted(int index, int total, const QString &filePath);
     void onFileFinished(int index, int exitCode, const QString &filePath);
-    void finish(const QString &unfinishedStatus);
+    void markRunningStopped();
+    void finish(const QString &unfinishedStatus, bool resumable = false);
 
     struct Outcome
     {

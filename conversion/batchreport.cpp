@@ -7,6 +7,8 @@
 #include <QMap>
 #include <QSaveFile>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -134,6 +136,17 @@ bool BatchReport::write(const QString &folder, const QList<BatchReportRow> &rows
 {
     const QDir dir(folder);
     const bool csv = save(dir.filePath(csvFileName()), toCsv(rows));
-    const bool json = save(dir.filePath(u"report.json"_s), toJson(rows, wallMs));
+    const bool json = save(dir.filePath(jsonFileName()), toJson(rows, wallMs));
     return csv && json;
+}
+
+QList<BatchReportRow> BatchReport::merge(const QList<QList<BatchReportRow>> &parts)
+{
+    QList<BatchReportRow> rows;
+    for (const QList<BatchReportRow> &part : parts)
+        rows.append(part);
+    // Stable, so a path that two parts both hold (a file converted twice) shows twice, in part order.
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const BatchReportRow &a, const BatchReportRow &b) { return a.path < b.path; });
+    return rows;
 }

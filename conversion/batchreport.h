@@ -36,5 +36,9 @@ public:
     // Writes report.csv and report.json into folder; false when either cannot be written.
     static bool write(const QString &folder, const QList<BatchReportRow> &rows, qint64 wallMs);
 
+    // The reports of the parts of one batch as one report: all their rows, ordered by path.
+    static QList<BatchReportRow> merge(const QList<QList<BatchReportRow>> &parts);
+
     static QString csvFileName() { return QStringLiteral("report.csv"); }
+    static QString jsonFileName() { return QStringLiteral("report.json"); }
 };

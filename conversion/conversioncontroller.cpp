@@ -100,6 +100,15 @@ void ConversionController::setLogFolder(const QString &folder)
     logFiles.clear();
 }
 
+ConversionController::StallAction ConversionController::stallActionFromName(QStringView name)
+{
+    if (name == u"skip")
+        return StallAction::Skip;
+    if (name == u"stop")
+        return StallAction::Stop;
+    return StallAction::Warn;
+}
+
 void ConversionController::setStallLimit(qint64 ms, StallAction action)
 {
     stallLimitMs = std::max<qint64>(ms, 0);

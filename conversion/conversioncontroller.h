@@ -85,6 +85,8 @@ public:
     // hearing `stalled`, as for the user's own Stop). A limit of 0 turns the watchdog off.
     enum class StallAction { Warn, Skip, Stop };
     void setStallLimit(qint64 ms, StallAction action);
+    // The action stored under its settings name ("warn", "skip" or "stop"); anything else warns.
+    static StallAction stallActionFromName(QStringView name);
 
 Q_SIGNALS:
     void fileStarted(int index, int total, const QString &filename);

@@ -2,11 +2,11 @@
 
 #include "common/formatting.h"
 #include "common/statuscolours.h"
+#include "conversion/inputfiles.h"
 
 #include <QColor>
 #include <QCoreApplication>
 #include <QDir>
-#include <QDirIterator>
 #include <QFileSystemWatcher>
 #include <QPointer>
 #include <QThread>
@@ -72,23 +72,7 @@ ScanResult InputScanner::scan(const QString &path, const QStringList &nameFilter
                               bool includeSubfolders)
 {
     ScanResult result;
-    if (path.isEmpty())
-        return result;
-    if (singleFile) {
-        const QFileInfo info(path);
-        if (info.isFile() && info.exists())
-            result.files.append(info);
-    } else if (QDir(path).exists()) {
-        if (includeSubfolders) {
-            QDirIterator it(path, nameFilters, QDir::Files | QDir::NoSymLinks, QDirIterator::Subdirectories);
-            while (it.hasNext())
-                result.files.append(it.nextFileInfo());
-        } else {
-            QDir dir(path);
-            dir.setNameFilters(nameFilters);
-            result.files = dir.entryInfoList(QDir::Files | QDir::NoSymLinks, QDir::NoSort);
-        }
-    }
+    result.files = listInputFiles(path, nameFilters, singleFile, includeSubfolders);
     const ScanStats stats = statsOf(result.files);
     result.fileCount = stats.fileCount;
     result.totalBytes = stats.totalBytes;

@@ -14,10 +14,11 @@ packages=(
 # The test suite also compiles the Windows-only files with MinGW, runs the fake converter
 # built as a Windows program through Wine (wine64 alone, without its recommends, is enough),
 # compares the log benchmark with aha, asks a stand-in desktop portal on a private
-# dbus-daemon, and checks the IFC exporter on Debian's sample house, reading its results back
-# with openpyxl and assimp; the program alone needs none of them.
+# dbus-daemon, runs a batch split in parts under GNU parallel and checks the IFC exporter on
+# Debian's sample house, reading its results back with openpyxl and assimp; the program alone
+# needs none of them.
 if [ "${1:-}" = "--tests" ]; then
-    packages+=(g++-mingw-w64-x86-64 wine64 dbus-daemon assimp-testmodels assimp-utils python3-openpyxl)
+    packages+=(g++-mingw-w64-x86-64 wine64 dbus-daemon parallel assimp-testmodels assimp-utils python3-openpyxl)
 fi
 
 missing=()
