@@ -7,7 +7,7 @@
 
 // One of N disjoint parts of a batch ("K/N", K from 1 to N). A file's part depends only on its
 // path relative to the batch's input folder, hashed with 64-bit FNV-1a over its UTF-8 bytes
-// with '/' between folders: no seed, no byte order and no locale enter into it, so every
+// with '/' between folders: nothing random, no byte order and no locale enter into it, so every
 // machine that sees the same folder, wherever it is mounted, puts a file in the same part.
 struct BatchShard
 {

@@ -8,6 +8,7 @@
 #include "conversion/conversionoptions.h"
 #include "conversion/converterinfo.h"
 #include "conversion/converteroutput.h"
+#include "testsupport/testfiles.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -105,12 +106,7 @@ void tst_BatchCommand::cleanup()
 
 QString tst_BatchCommand::write(const QString &relative, const QByteArray &text)
 {
-    const QString path = dir->filePath(relative);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(text);
-    return QFileInfo(path).absoluteFilePath();
+    return writeTestFile(dir->path(), relative, text);
 }
 
 QStringList tst_BatchCommand::expand(const QStringList &args) const

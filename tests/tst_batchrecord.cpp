@@ -11,6 +11,7 @@
 #include "conversion/preflight.h"
 #include "options/outputpanel.h"
 #include "progress/batchpanel.h"
+#include "testsupport/testfiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -51,12 +52,7 @@ void tst_BatchRecord::init()
 
 QString tst_BatchRecord::write(const QString &relative, const QByteArray &text)
 {
-    const QString path = dir->filePath(relative);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(text);
-    return QFileInfo(path).absoluteFilePath();
+    return writeTestFile(dir->path(), relative, text);
 }
 
 void tst_BatchRecord::preflight_data()

@@ -1,5 +1,7 @@
 #include "csvexport.h"
 
+#include "closefile.h"
+
 #include <charconv>
 #include <cstring>
 
@@ -71,13 +73,5 @@ bool CsvExport::close(std::string &error)
 {
     if (!file)
         return false;
-    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
-    const int saved = errno;
-    const bool closed = std::fclose(file) == 0;
-    file = nullptr;
-    if (failed || !flushed || !closed) {
-        error = std::strerror(saved != 0 ? saved : EIO);
-        return false;
-    }
-    return true;
+    return closeResultFile(file, failed, error);
 }

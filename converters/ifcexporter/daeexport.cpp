@@ -1,5 +1,6 @@
 #include "daeexport.h"
 
+#include "closefile.h"
 #include "geometryextractor.h"
 
 #include <cerrno>
@@ -129,13 +130,5 @@ bool DaeExport::close(std::string &error)
     }
     write("</visual_scene></library_visual_scenes>\n"
           "<scene><instance_visual_scene url=\"#scene\"/></scene>\n</COLLADA>\n");
-    const bool flushed = std::fflush(file) == 0 && !std::ferror(file);
-    const int saved = errno;
-    const bool closed = std::fclose(file) == 0;
-    file = nullptr;
-    if (failed || !flushed || !closed) {
-        error = std::strerror(saved != 0 ? saved : EIO);
-        return false;
-    }
-    return true;
+    return closeResultFile(file, failed, error);
 }
