@@ -18,20 +18,12 @@ CsvExport::~CsvExport()
 
 std::string CsvExport::field(const CellValue &value)
 {
-    if (const auto *number = std::get_if<double>(&value)) {
-        char buffer[32];
-        const auto end = std::to_chars(buffer, buffer + sizeof buffer, *number).ptr;
-        return std::string(buffer, end);
-    }
-    if (const auto *flag = std::get_if<bool>(&value))
-        return *flag ? "TRUE" : "FALSE";
-    const auto *text = std::get_if<std::string>(&value);
-    if (!text)
-        return {};
-    if (text->find_first_of(",\"\r\n") == std::string::npos)
-        return *text;
+    // Only text can hold a separator, a quote or a line break.
+    std::string text = cellText(value);
+    if (!std::holds_alternative<std::string>(value) || text.find_first_of(",\"\r\n") == std::string::npos)
+        return text;
     std::string quoted = "\"";
-    for (const char c : *text) {
+    for (const char c : text) {
         if (c == '"')
             quoted += '"';
         quoted += c;

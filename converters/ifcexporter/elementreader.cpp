@@ -137,20 +137,6 @@ std::string joined(const std::vector<std::string> &parts)
     return text;
 }
 
-std::string textOfValue(const CellValue &value)
-{
-    if (const auto *text = std::get_if<std::string>(&value))
-        return *text;
-    if (const auto *number = std::get_if<double>(&value)) {
-        char buffer[32];
-        const auto end = std::to_chars(buffer, buffer + sizeof buffer, *number).ptr;
-        return std::string(buffer, end);
-    }
-    if (const auto *flag = std::get_if<bool>(&value))
-        return *flag ? "TRUE" : "FALSE";
-    return {};
-}
-
 void visitProperty(const std::string &set, const IfcProperty &property,
                    const ElementReader::PropertyVisitor &visit)
 {
@@ -164,14 +150,14 @@ void visitProperty(const std::string &set, const IfcProperty &property,
                 return ElementReader::valueOf(values.front().get());
             std::vector<std::string> parts;
             for (const auto &value : values)
-                parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
+                parts.push_back(cellText(ElementReader::valueOf(value.get())));
             return CellValue(joined(parts));
         });
     } else if (const auto *list = dynamic_cast<const IfcPropertyListValue *>(&property)) {
         visit(column, [list] {
             std::vector<std::string> parts;
             for (const auto &value : list->m_ListValues)
-                parts.push_back(textOfValue(ElementReader::valueOf(value.get())));
+                parts.push_back(cellText(ElementReader::valueOf(value.get())));
             return CellValue(joined(parts));
         });
     } else if (const auto *complex = dynamic_cast<const IfcComplexProperty *>(&property)) {
