@@ -222,6 +222,10 @@ void ConversionController::start(const QStringList &files, const ConversionOptio
     failCount = 0;
     skipCount = 0;
     slots = parallelLimit;
+    // Looked up once a run: a batch of thousands of small files would otherwise pay for the
+    // search and for reading the program's first bytes at every start.
+    runProgram = resolveExecutable(converter);
+    runNeedsWine = !wineLauncher.isEmpty() && WineLauncher::needsWine(runProgram);
     this->outputDir = outputDir;
     runOptions = options;
     running = true;
@@ -278,7 +282,6 @@ void ConversionController::startFile(ConversionOptions entry)
     if (!isLive(*run))
         return;
 
-    const QString program = resolveExecutable(converter);
     const QStringList arguments = buildConverterArguments(converter, entry, outputDir);
 
     run->process = new QProcess(this);
@@ -298,14 +301,18 @@ void ConversionController::startFile(ConversionOptions entry)
         if (const RunPtr r = weak.lock())
             processError(r, error);
     });
-    const WineLauncher::Command command =
-        WineLauncher::command(program, arguments, wineLauncher, QProcessEnvironment::systemEnvironment());
-    if (!command.notice.isEmpty()) {
-        appendLogLine(*run, command.notice);
-        run->wineSetup = true;
+    if (runNeedsWine) {
+        const WineLauncher::Command command = WineLauncher::command(runProgram, arguments, wineLauncher,
+                                                                    QProcessEnvironment::systemEnvironment());
+        if (!command.notice.isEmpty()) {
+            appendLogLine(*run, command.notice);
+            run->wineSetup = true;
+        }
+        process->setProcessEnvironment(command.environment);
+        process->start(command.program, command.arguments, QIODevice::ReadWrite);
+    } else {
+        process->start(runProgram, arguments, QIODevice::ReadWrite);
     }
-    process->setProcessEnvironment(command.environment);
-    process->start(command.program, command.arguments, QIODevice::ReadWrite);
     // A converter that asks a question gets end-of-file instead of waiting for an answer.
     if (run->process)
         run->process->closeWriteChannel();

@@ -142,6 +142,9 @@ private:
 
     ConverterInfo converter;
     QString wineLauncher;
+    // The converter of this run, and whether it is a Windows program started through Wine.
+    QString runProgram;
+    bool runNeedsWine = false;
     QList<ConversionOptions> queue;
     // How many files at the front of the queue are there by convertNext, in the order asked.
     qsizetype requestedNext = 0;
