@@ -6,6 +6,7 @@
 // Usage: bench_controller_overhead [files] [repetitions]
 
 #include "benchsupport.h"
+#include "controllerrun.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 
@@ -42,22 +43,6 @@ void keepBest(Timing &best, double seconds, double cpuSeconds)
 {
     if (seconds < best.seconds)
         best = Timing{seconds, cpuSeconds};
-}
-
-double controllerSeconds(const QStringList &files, int *failures)
-{
-    ConversionController controller;
-    controller.setConverter(makeRevitConverterInfo(true));
-    QEventLoop loop;
-    QObject::connect(&controller, &ConversionController::allDone, &loop, [&](int, int failed, int) {
-        *failures = failed;
-        loop.quit();
-    });
-    QElapsedTimer timer;
-    timer.start();
-    controller.start(files, ConversionOptions{}, QString());
-    loop.exec();
-    return nsToSeconds(timer.nsecsElapsed());
 }
 
 // The floor: each converter started with posix_spawn, its merged output read from a pipe
@@ -154,7 +139,7 @@ int main(int argc, char *argv[])
         keepBest(spawn, spawnTime, processCpuSeconds() - cpu);
 
         cpu = processCpuSeconds();
-        const double controllerTime = controllerSeconds(files, &failures);
+        const double controllerTime = controllerSeconds(files, 1, &failures);
         if (failures != 0) {
             std::fprintf(stderr, "controller reported %d failures\n", failures);
             return 1;

@@ -6,6 +6,7 @@
 // Usage: bench_parallel [files] [burn-ms] [repetitions]
 
 #include "benchsupport.h"
+#include "controllerrun.h"
 #include "conversion/conversioncontroller.h"
 #include "conversion/converterinfo.h"
 
@@ -22,23 +23,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-double controllerSeconds(const QStringList &files, int parallel, int *failures)
-{
-    ConversionController controller;
-    controller.setConverter(makeRevitConverterInfo(true));
-    controller.setMaxParallel(parallel);
-    QEventLoop loop;
-    QObject::connect(&controller, &ConversionController::allDone, &loop, [&](int, int failed, int) {
-        *failures = failed;
-        loop.quit();
-    });
-    QElapsedTimer timer;
-    timer.start();
-    controller.start(files, ConversionOptions{}, QString());
-    loop.exec();
-    return nsToSeconds(timer.nsecsElapsed());
-}
 
 // The same converter with the same arguments, two at a time, by xargs.
 double xargsSeconds(const QString &converter, const QStringList &files, int parallel, bool *ok)
